@@ -124,6 +124,9 @@ bool check(RenewContext* context, eligibility::CertificateKind kind,
 
 }  // namespace
 
+// Strings by value are part of the exported names.
+// NOLINTBEGIN(performance-unnecessary-value-param)
+
 void init_renew_system(RenewContext* context)
 {
     session::start(*context, sessionVariables(), renewalLog, wallClock);
@@ -235,6 +238,8 @@ int Tarvelo_install_cert(RenewContext* context, QString certId, char* certBuffer
     return renewal::installCertificate(*context, certId, certBuffer, renewalVariables(),
                                        renewalLog);
 }
+
+// NOLINTEND(performance-unnecessary-value-param)
 
 void getError(QByteArray& text, long& errorNumber)
 {

@@ -1,5 +1,6 @@
 #include "card_v_func.h"
 
+// The reference is part of the exported name.  NOLINTNEXTLINE(modernize-pass-by-value)
 Exception::Exception(Exception::Code givenCode, const QString& givenDetail)
     : code(givenCode)
     , detail(givenDetail)
