@@ -1,0 +1,121 @@
+#include "cardlibs/molvane/card_access.h"
+
+#include "cardlibs/readers/reader_directory.h"
+#include "cardlibs/state/shared_state.h"
+#include "cardlibs/token/session.h"
+
+#include <memory>
+#include <optional>
+
+namespace cardlibs::molvane {
+namespace {
+
+using state::CardError;
+namespace fault = state::fault;
+
+constexpr std::size_t longestModuleName = 63;
+
+struct CardAccess {
+    std::unique_ptr<token::Session> session;
+    std::optional<readers::TableEntry> entry;
+};
+
+CardAccess& access()
+{
+    static CardAccess current;
+    return current;
+}
+
+token::Session& session()
+{
+    if (!access().session)
+        throw CardError(fault::noOpenSession);
+    return *access().session;
+}
+
+readers::CardPlace lookUp(const std::string& reader, const std::string& tablePath)
+{
+    access().entry.reset();
+    if (!tablePath.empty())
+        state::sharedState().tablePath = tablePath;
+    const readers::AtrTable table = readers::readAtrTable(state::currentTablePath());
+    readers::CardPlace place = readers::findCard(table, reader);
+    access().entry = place.entry;
+    return place;
+}
+
+}  // namespace
+
+std::vector<std::string> readerNames()
+{
+    std::vector<std::string> names =
+        readers::readerNames(readers::readAtrTable(state::currentTablePath()));
+    if (names.empty())
+        throw CardError(fault::noReader);
+    return names;
+}
+
+void openSession(const std::string& reader, const std::string& tablePath)
+{
+    closeSession();
+    const readers::CardPlace place = lookUp(reader, tablePath);
+    access().session =
+        std::make_unique<token::Session>(*place.module, place.slot, token::Access::readOnly);
+}
+
+void closeSession()
+{
+    access().session.reset();
+}
+
+std::string moduleFileName(const std::string& reader, const std::string& tablePath)
+{
+    std::string name = lookUp(reader, tablePath).module->fileName();
+    if (name.size() > longestModuleName)
+        throw CardError(fault::moduleNotLoaded, name);
+    return name;
+}
+
+bool isCns()
+{
+    return access().entry && access().entry->isCns;
+}
+
+bool isFerrolux()
+{
+    return access().entry && access().entry->isFerrolux;
+}
+
+void login(const char* pin)
+{
+    token::Session& open = session();
+    // An empty PIN can only be wrong, and would cost one of the few tries.
+    if (*pin == '\0')
+        throw CardError(CKR_PIN_LEN_RANGE);
+    open.login(pin);
+}
+
+bool isToBeActivated(long slot)
+{
+    token::Session& open = session();
+    // Callers pass the number on that getSlotBriskoLite gave them, an int.
+    if (static_cast<int>(slot) != static_cast<int>(open.slot()))
+        throw CardError(CKR_SLOT_ID_INVALID);
+    const token::TokenInfo info = open.module().tokenInfo(open.slot());
+    return !info.has(CKF_USER_PIN_INITIALIZED) || info.has(CKF_USER_PIN_TO_BE_CHANGED);
+}
+
+TokenIdentity identity()
+{
+    token::Session& open = session();
+    const token::SlotInfo slotInfo = open.module().slotInfo(open.slot());
+    const token::TokenInfo info = open.module().tokenInfo(open.slot());
+    return {slotInfo.description, info.manufacturer, info.model, info.serialNumber};
+}
+
+CK_SLOT_ID slot()
+{
+    return session().slot();
+}
+
+}  // namespace cardlibs::molvane

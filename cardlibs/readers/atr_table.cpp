@@ -1,0 +1,286 @@
+#include "cardlibs/readers/atr_table.h"
+
+#include "cardlibs/state/card_error.h"
+
+#include <ini.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <fstream>
+#include <set>
+
+namespace cardlibs::readers {
+namespace {
+
+// One section while it is read.
+struct Draft {
+    TableEntry entry;
+    std::string section;
+    std::set<std::string> keysSeen;
+    std::optional<TableComplaint> complaint;
+};
+
+struct Reading {
+    std::istream& stream;
+    AtrTable& table;
+    int line = 0;
+    std::optional<Draft> draft;
+};
+
+std::string lineWithoutEnd(std::string line)
+{
+    while (!line.empty() && (line.back() == '\r' || line.back() == '\n'))
+        line.pop_back();
+    return line;
+}
+
+std::optional<bool> parseYesNo(const std::string& value)
+{
+    if (value == "yes")
+        return true;
+    if (value == "no")
+        return false;
+    return std::nullopt;
+}
+
+std::optional<unsigned long> parseCount(const std::string& value)
+{
+    unsigned long count = 0;
+    const char* end = value.data() + value.size();
+    const auto [stopped, error] = std::from_chars(value.data(), end, count);
+    if (error != std::errc() || stopped != end || count == 0)
+        return std::nullopt;
+    return count;
+}
+
+// ISO/IEC 7816-3: an ATR has 2 to 33 bytes.
+std::optional<Bytes> parseAtr(const std::string& value)
+{
+    std::optional<Bytes> atr = parseHexadecimal(value);
+    if (atr && (atr->size() < 2 || atr->size() > 33))
+        return std::nullopt;
+    return atr;
+}
+
+template <typename Value>
+std::string assign(Value& target, const std::optional<Value>& value, const char* expected)
+{
+    if (!value)
+        return expected;
+    target = *value;
+    return {};
+}
+
+std::string assignLimit(std::optional<unsigned long>& target, const std::string& value)
+{
+    target = parseCount(value);
+    return target ? "" : "a number above 0 is expected";
+}
+
+// Empty when the value was taken, else what is wrong with it.
+std::string takeValue(TableEntry& entry, const std::string& key, const std::string& value)
+{
+    static const char yesOrNo[] = R"("yes" or "no" is expected)";
+    static const char atrBytes[] = "2 to 33 bytes in hexadecimal are expected";
+    if (value.empty())
+        return "the value is missing";
+    if (key == "module")
+        return assign(entry.module, std::optional(value), "");
+    if (key == "name")
+        return assign(entry.name, std::optional(value), "");
+    if (key == "cns")
+        return assign(entry.isCns, parseYesNo(value), yesOrNo);
+    if (key == "ferrolux")
+        return assign(entry.isFerrolux, parseYesNo(value), yesOrNo);
+    if (key == "rsa_bits")
+        return assignLimit(entry.limits.rsaBits, value);
+    if (key == "ec_bits")
+        return assignLimit(entry.limits.ecBits, value);
+    if (key == "certificate_bytes")
+        return assignLimit(entry.limits.certificateBytes, value);
+    if (entry.kind == EntryKind::card && key == "atr")
+        return assign(entry.atr, parseAtr(value), atrBytes);
+    if (entry.kind == EntryKind::card && key == "atr_mask")
+        return assign(entry.atrMask, parseAtr(value), atrBytes);
+    if (entry.kind == EntryKind::softwareToken && key == "manufacturer")
+        return assign(entry.manufacturer, std::optional(value), "");
+    if (entry.kind == EntryKind::softwareToken && key == "model")
+        return assign(entry.model, std::optional(value), "");
+    return "the key is not known in this section";
+}
+
+std::string completeEntry(TableEntry& entry)
+{
+    if (entry.module.empty())
+        return "\"module\" is missing";
+    if (entry.name.empty())
+        entry.name = entry.title;
+    if (entry.kind == EntryKind::softwareToken && entry.manufacturer.empty())
+        return "\"manufacturer\" is missing";
+    if (entry.kind == EntryKind::softwareToken && entry.model.empty())
+        return "\"model\" is missing";
+    if (entry.kind != EntryKind::card)
+        return {};
+    if (entry.atr.empty())
+        return "\"atr\" is missing";
+    if (entry.atrMask.empty())
+        entry.atrMask.assign(entry.atr.size(), 0xFF);
+    if (entry.atrMask.size() != entry.atr.size())
+        return R"("atr_mask" and "atr" differ in length)";
+    return {};
+}
+
+void finishDraft(Reading& reading)
+{
+    if (!reading.draft)
+        return;
+    Draft draft = std::move(*reading.draft);
+    reading.draft.reset();
+    if (!draft.complaint) {
+        const std::string missing = completeEntry(draft.entry);
+        if (!missing.empty())
+            draft.complaint = TableComplaint{draft.entry.line, missing};
+    }
+    if (draft.complaint)
+        reading.table.complaints.push_back(*draft.complaint);
+    else
+        reading.table.entries.push_back(std::move(draft.entry));
+}
+
+void startDraft(Reading& reading, const std::string& section)
+{
+    Draft draft;
+    draft.section = section;
+    draft.entry.line = reading.line;
+    const std::size_t blank = section.find(' ');
+    const std::string word = section.substr(0, blank);
+    draft.entry.title = blank == std::string::npos ? "" : section.substr(blank + 1);
+    if (word == "card" && !draft.entry.title.empty())
+        draft.entry.kind = EntryKind::card;
+    else if (word == "software" && !draft.entry.title.empty())
+        draft.entry.kind = EntryKind::softwareToken;
+    else if (section == "default")
+        draft.entry.kind = EntryKind::otherCards;
+    else
+        draft.complaint =
+            TableComplaint{reading.line, "a section is [card NAME], [software NAME] or [default]"};
+    reading.draft = std::move(draft);
+}
+
+// inih asks for each line here, which is where the line numbers come from.
+char* nextLine(char* buffer, int size, void* stream)
+{
+    Reading& reading = *static_cast<Reading*>(stream);
+    std::string line;
+    if (!std::getline(reading.stream, line))
+        return nullptr;
+    ++reading.line;
+    line = lineWithoutEnd(std::move(line));
+    if (line.size() + 2 > static_cast<std::size_t>(size)) {
+        if (reading.draft && !reading.draft->complaint)
+            reading.draft->complaint = TableComplaint{reading.line, "the line is too long"};
+        line.clear();
+    }
+    line += '\n';
+    std::memcpy(buffer, line.c_str(), line.size() + 1);
+    return buffer;
+}
+
+int takeLine(void* user, const char* section, const char* key, const char* value)
+{
+    Reading& reading = *static_cast<Reading*>(user);
+    if (!reading.draft || reading.draft->section != section) {
+        finishDraft(reading);
+        startDraft(reading, section);
+    }
+    Draft& draft = *reading.draft;
+    if (draft.complaint)
+        return 1;
+    std::string wrong;
+    if (!draft.keysSeen.insert(key).second)
+        wrong = "the key stands twice in this section";
+    else
+        wrong = takeValue(draft.entry, key, value);
+    if (!wrong.empty())
+        draft.complaint = TableComplaint{reading.line, std::string(key) + ": " + wrong};
+    return 1;
+}
+
+}  // namespace
+
+bool TableEntry::matchesToken(const std::string& tokenManufacturer,
+                              const std::string& tokenModel) const
+{
+    return kind == EntryKind::softwareToken && manufacturer == tokenManufacturer &&
+           model == tokenModel;
+}
+
+bool TableEntry::matchesAtr(const Bytes& cardAtr) const
+{
+    if (kind != EntryKind::card || cardAtr.size() != atr.size())
+        return false;
+    for (std::size_t i = 0; i < atr.size(); ++i)
+        if ((cardAtr[i] & atrMask[i]) != (atr[i] & atrMask[i]))
+            return false;
+    return true;
+}
+
+const TableEntry* AtrTable::findToken(const std::string& manufacturer,
+                                      const std::string& model) const
+{
+    const auto found = std::find_if(entries.begin(), entries.end(), [&](const TableEntry& entry) {
+        return entry.matchesToken(manufacturer, model);
+    });
+    return found == entries.end() ? nullptr : &*found;
+}
+
+const TableEntry* AtrTable::findCard(const Bytes& atr) const
+{
+    const TableEntry* masked = nullptr;
+    const TableEntry* other = nullptr;
+    for (const TableEntry& entry : entries) {
+        if (entry.kind == EntryKind::card && entry.atr == atr)
+            return &entry;
+        if (masked == nullptr && entry.matchesAtr(atr))
+            masked = &entry;
+        if (other == nullptr && entry.kind == EntryKind::otherCards)
+            other = &entry;
+    }
+    return masked != nullptr ? masked : other;
+}
+
+std::string AtrTable::firstComplaint() const
+{
+    if (complaints.empty())
+        return {};
+    return path + ":" + std::to_string(complaints.front().line) + ": " + complaints.front().reason;
+}
+
+AtrTable parseAtrTable(std::istream& stream, const std::string& path)
+{
+    AtrTable table;
+    table.path = path;
+    Reading reading{stream, table, 0, std::nullopt};
+    const int brokenLine = ini_parse_stream(nextLine, &reading, takeLine, &reading);
+    finishDraft(reading);
+    if (brokenLine > 0)
+        table.complaints.push_back({brokenLine, "neither a section nor \"key = value\""});
+    else if (brokenLine < 0)
+        throw state::CardError(state::fault::tableUnreadable, path);
+    return table;
+}
+
+AtrTable readAtrTable(const std::string& path)
+{
+    std::ifstream file(path);
+    if (!file)
+        throw state::CardError(state::fault::tableUnreadable, path);
+    AtrTable table = parseAtrTable(file, path);
+    if (table.entries.empty())
+        throw state::CardError(state::fault::tableUnreadable,
+                               table.complaints.empty() ? path : table.firstComplaint());
+    return table;
+}
+
+}  // namespace cardlibs::readers

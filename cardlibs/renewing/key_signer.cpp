@@ -1,0 +1,88 @@
+#include "cardlibs/renewing/key_signer.h"
+
+#include "cardlibs/state/card_error.h"
+#include "cardlibs/x509/signing.h"
+
+#include <openssl/rand.h>
+
+#include <algorithm>
+
+namespace cardlibs::renewing {
+namespace {
+
+using state::CardError;
+using x509::Hash;
+using x509::PublicKey;
+
+CK_MECHANISM_TYPE hashingMechanism(const PublicKey& key)
+{
+    const bool isSha384 = x509::hashFor(key) == Hash::sha384;
+    if (key.algorithm == PublicKey::Algorithm::rsa)
+        return isSha384 ? CKM_SHA384_RSA_PKCS : CKM_SHA256_RSA_PKCS;
+    return isSha384 ? CKM_ECDSA_SHA384 : CKM_ECDSA_SHA256;
+}
+
+CK_MECHANISM_TYPE rawMechanism(const PublicKey& key)
+{
+    return key.algorithm == PublicKey::Algorithm::rsa ? CKM_RSA_PKCS : CKM_ECDSA;
+}
+
+// Cards list mechanisms that they then do not take for every key.
+bool asksForOtherMechanism(unsigned long number)
+{
+    return number == CKR_MECHANISM_INVALID || number == CKR_MECHANISM_PARAM_INVALID ||
+           number == CKR_FUNCTION_NOT_SUPPORTED || number == CKR_KEY_TYPE_INCONSISTENT;
+}
+
+}  // namespace
+
+KeySigner::KeySigner(token::Session& session, SigningKey key,
+                     const std::vector<CK_MECHANISM_TYPE>& mechanisms, const char* pin)
+    : m_session(session)
+    , m_key(std::move(key))
+    , m_pin(pin)
+{
+    for (const CK_MECHANISM_TYPE mechanism :
+         {hashingMechanism(m_key.publicKey), rawMechanism(m_key.publicKey)})
+        if (std::find(mechanisms.begin(), mechanisms.end(), mechanism) != mechanisms.end())
+            m_usable.push_back(mechanism);
+    if (m_usable.empty())
+        throw CardError(CKR_MECHANISM_INVALID);
+}
+
+Bytes KeySigner::sign(const Bytes& data)
+{
+    for (std::size_t i = 0; i + 1 < m_usable.size(); ++i) {
+        try {
+            return signWith(m_usable[i], data);
+        } catch (const CardError& error) {
+            if (!asksForOtherMechanism(error.number()))
+                throw;
+        }
+    }
+    return signWith(m_usable.back(), data);
+}
+
+Bytes KeySigner::signWith(CK_MECHANISM_TYPE mechanism, const Bytes& data)
+{
+    const PublicKey& key = m_key.publicKey;
+    const bool isRsa = key.algorithm == PublicKey::Algorithm::rsa;
+    const Hash hash = x509::hashFor(key);
+    Bytes input = data;
+    if (mechanism == rawMechanism(key))
+        input = isRsa ? x509::digestInfo(hash, data) : x509::digestOf(hash, data);
+    const char* contextPin = m_key.wantsPinEachTime ? m_pin : nullptr;
+    const Bytes signature = m_session.sign(m_key.handle, mechanism, input, contextPin);
+    return isRsa ? signature : x509::derEcSignature(signature);
+}
+
+void KeySigner::prove()
+{
+    Bytes trial(32);
+    if (RAND_bytes(trial.data(), static_cast<int>(trial.size())) != 1)
+        throw CardError(state::fault::internal, "RAND_bytes");
+    if (!x509::verifies(m_key.publicKey, x509::hashFor(m_key.publicKey), trial, sign(trial)))
+        throw CardError(state::fault::keyDoesNotSign);
+}
+
+}  // namespace cardlibs::renewing
