@@ -1,0 +1,87 @@
+#include "hosts/console/certificate_choice.h"
+
+#include "hosts/console/exit_code.h"
+#include "hosts/console/terminal.h"
+
+#include <QStringList>
+
+#include <algorithm>
+#include <optional>
+
+namespace console {
+
+namespace {
+
+std::optional<CertificateEntry> named(const std::vector<CertificateEntry>& entries,
+                                      const QString& name)
+{
+    const auto found =
+        std::find_if(entries.begin(), entries.end(), [&name](const CertificateEntry& entry) {
+            return name == QString::number(entry.number) || name == entry.row ||
+                   (!entry.renewalId.isEmpty() && name == entry.renewalId);
+        });
+    return found != entries.end() ? std::make_optional(*found) : std::nullopt;
+}
+
+CertificateEntry askFor(const std::vector<CertificateEntry>& entries)
+{
+    for (;;) {
+        ask(QStringLiteral("Which certificate? Its number, or an empty line to leave: "));
+        const std::optional<QString> answer = readAnswer();
+        if (!answer || answer->trimmed().isEmpty()) {
+            throw Stop(ExitCode::declined);
+        }
+        const auto entry = named(entries, answer->trimmed());
+        if (entry && entry->canBeChosen()) {
+            return *entry;
+        }
+        say(entry ? QStringLiteral("Number %1 is %2.")
+                        .arg(QString::number(entry->number), entry->verdictText)
+                  : QStringLiteral("The table has no such number."));
+    }
+}
+
+}  // namespace
+
+CertificateEntry chooseCertificate(const std::vector<CertificateEntry>& entries,
+                                   const QString& wanted, bool mayAsk)
+{
+    if (!wanted.isEmpty()) {
+        const auto entry = named(entries, wanted);
+        if (!entry) {
+            throw Stop(ExitCode::choiceNeeded,
+                       QStringLiteral("No certificate on the card is called \"%1\".").arg(wanted));
+        }
+        if (!entry->canBeChosen()) {
+            throw Stop(ExitCode::nothingToRenew,
+                       QStringLiteral("Certificate %1: %2.")
+                           .arg(QString::number(entry->number), entry->verdictText));
+        }
+        return *entry;
+    }
+
+    std::vector<CertificateEntry> choices;
+    std::copy_if(entries.begin(), entries.end(), std::back_inserter(choices),
+                 [](const CertificateEntry& entry) { return entry.canBeChosen(); });
+    if (choices.empty()) {
+        throw Stop(ExitCode::nothingToRenew);
+    }
+    if (choices.size() == 1) {
+        return choices.front();
+    }
+    if (!mayAsk) {
+        throw Stop(ExitCode::choiceNeeded, QStringLiteral("Several certificates can be renewed."));
+    }
+    return askFor(entries);
+}
+
+bool confirmed(const QString& question)
+{
+    static const QStringList yes = {QStringLiteral("y"), QStringLiteral("yes"), QStringLiteral("s"),
+                                    QStringLiteral("si"), QStringLiteral("s\u00ec")};
+    ask(question + QStringLiteral(" [y/N] "));
+    const std::optional<QString> answer = readAnswer();
+    return answer && yes.contains(answer->trimmed().toLower());
+}
+
+}  // namespace console

@@ -1,0 +1,26 @@
+// Which certificate to renew.
+
+#ifndef TARVELOQT_HOSTS_CONSOLE_CERTIFICATE_CHOICE_H
+#define TARVELOQT_HOSTS_CONSOLE_CERTIFICATE_CHOICE_H
+
+#include "hosts/console/certificate_entry.h"
+
+#include <QString>
+
+#include <vector>
+
+namespace console {
+
+// The one that `wanted` names: its number in the table, its row key ("AUT: 1") or its renewal
+// identifier. With an empty `wanted`, the only one that can be renewed; among several the user is
+// asked, unless mayAsk is false. Throws Stop when there is none (nothingToRenew), the name fits
+// none or the choice stays open (choiceNeeded), or the user answers nothing (declined).
+CertificateEntry chooseCertificate(const std::vector<CertificateEntry>& entries,
+                                   const QString& wanted, bool mayAsk);
+
+// Asks a yes-or-no question; anything but a clear yes, the end of input too, is no.
+bool confirmed(const QString& question);
+
+}  // namespace console
+
+#endif

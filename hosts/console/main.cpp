@@ -1,0 +1,26 @@
+// tarvelo-renew: renews a certificate on a signature card from the console.
+
+#include "hosts/console/arguments.h"
+#include "hosts/console/renewal_flow.h"
+
+#include <QCoreApplication>
+#include <QHash>
+
+#include <clocale>
+
+int main(int argc, char* argv[])
+{
+    // The lookups of the library walk its dictionary in hash order: two runs must agree.
+    qSetGlobalQHashSeed(0);
+    // Names of persons are rarely ASCII: without it the terminal and the log would show "?".
+    std::setlocale(LC_ALL, "");
+    // QProcess waits through its event dispatcher.
+    const QCoreApplication application(argc, argv);
+
+    auto exitCode = console::ExitCode::renewed;
+    const auto arguments = console::parseArguments(argc, argv, exitCode);
+    if (arguments) {
+        exitCode = console::renew(*arguments);
+    }
+    return static_cast<int>(exitCode);
+}

@@ -1,0 +1,36 @@
+// What tarvelo-renew shows. Plain text of at most 79 columns, without colours.
+
+#ifndef TARVELOQT_HOSTS_CONSOLE_SCREENS_H
+#define TARVELOQT_HOSTS_CONSOLE_SCREENS_H
+
+#include "hosts/console/certificate_entry.h"
+#include "hosts/console/exit_code.h"
+
+#include <QDate>
+#include <QString>
+#include <QStringList>
+
+#include <vector>
+
+namespace console {
+
+// The table of certificates: a heading and two lines for each, the second with the verdict.
+QString certificateTable(const std::vector<CertificateEntry>& entries, QDate today);
+
+// What will happen on the card when this certificate is renewed. authority: the program that is
+// asked, empty when the certificate is fetched by hand.
+QString renewalPlan(const CertificateEntry& entry, const QString& authority);
+
+// The end of validity before and after.
+QString renewalResult(const CertificateEntry& before, const CertificateEntry& after);
+
+// Why the run ends, what to do next and where the log is, for standard error.
+QString stopMessage(const Stop& stop, const QString& logPlace);
+
+// The inventory's and the card check's refusals as sentences; empty for a result without one.
+QString inventorySentence(int result);
+QString cardCheckSentence(int result);
+
+}  // namespace console
+
+#endif

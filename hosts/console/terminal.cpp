@@ -1,0 +1,82 @@
+#include "hosts/console/terminal.h"
+
+#include <QByteArray>
+
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace console {
+
+namespace {
+
+constexpr int longestAnswer = 4096;
+
+void writeAll(int descriptor, const QByteArray& bytes)
+{
+    const char* next = bytes.constData();
+    auto left = static_cast<size_t>(bytes.size());
+    while (left > 0) {
+        const ssize_t written = ::write(descriptor, next, left);
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            // A reader that went away must not stop a renewal half-way.
+            return;
+        }
+        next += written;
+        left -= static_cast<size_t>(written);
+    }
+}
+
+}  // namespace
+
+void say(const QString& text)
+{
+    writeAll(STDOUT_FILENO, text.toLocal8Bit() + '\n');
+}
+
+void ask(const QString& question)
+{
+    writeAll(STDOUT_FILENO, question.toLocal8Bit());
+}
+
+void complain(const QString& text)
+{
+    writeAll(STDERR_FILENO, text.toLocal8Bit() + '\n');
+}
+
+std::optional<QString> readAnswer()
+{
+    QByteArray line;
+    bool anything = false;
+    for (;;) {
+        char byte = 0;
+        const ssize_t got = ::read(STDIN_FILENO, &byte, 1);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            break;
+        }
+        anything = true;
+        if (byte == '\n') {
+            break;
+        }
+        if (line.size() < longestAnswer) {
+            line.append(byte);
+        }
+    }
+    if (!anything) {
+        return std::nullopt;
+    }
+    return QString::fromLocal8Bit(line);
+}
+
+bool isInteractive()
+{
+    return ::isatty(STDIN_FILENO) == 1;
+}
+
+}  // namespace console
