@@ -1,0 +1,75 @@
+// A PKCS#11 module that hands every call on to another one, counts them, and on demand answers as a
+// card would that SoftHSM2 cannot play.
+//
+// The module behind it is the file that the environment variable PKCS11_PROXY_MODULE names. Tests
+// load the proxy's file once more to get at proxyControl() of the same instance. Programs that run
+// in other processes have their calls written to the file that PKCS11_PROXY_LOG names, one name a
+// line.
+
+#ifndef TARVELOQT_TESTS_CARDLIBS_PKCS11_PROXY_H
+#define TARVELOQT_TESTS_CARDLIBS_PKCS11_PROXY_H
+
+#include <p11-kit/pkcs11.h>
+
+#include <algorithm>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace cardlibs_test {
+
+enum class Fault {
+    // The call is not made.
+    instead,
+    // The call is made and its answer lost.
+    afterwards,
+    // Neither this call nor any later one is made: the card is gone.
+    fromHereOn,
+};
+
+struct ProxyControl {
+    // Names of the calls since the last reset, C_Initialize and C_Finalize included.
+    std::vector<std::string> calls;
+
+    // The call, counted from 1, that goes wrong; 0 for none.
+    std::size_t failingCall = 0;
+    // When it is set, the call of this name that goes wrong is counted instead of all.
+    std::string failingName;
+    CK_RV failure = CKR_DEVICE_ERROR;
+    Fault fault = Fault::instead;
+
+    // Answers changed after the module behind gave them.
+    std::function<void(CK_TOKEN_INFO&)> changeTokenInfo;
+    std::function<void(CK_SLOT_INFO&)> changeSlotInfo;
+    std::function<void(CK_MECHANISM_INFO&)> changeMechanismInfo;
+    std::vector<CK_MECHANISM_TYPE> missingMechanisms;
+    // Mechanisms that are listed, but refused by C_SignInit with CKR_MECHANISM_INVALID.
+    std::vector<CK_MECHANISM_TYPE> brokenMechanisms;
+    // Answer of every user login that says so, without asking the module behind.
+    std::optional<CK_RV> loginAnswer;
+    // The token sets CKA_ID of new keys itself.
+    bool choosesIdentifiers = false;
+    // CKA_ALWAYS_AUTHENTICATE is true for private keys; context-specific logins are counted and
+    // answered with CKR_OK.
+    bool wantsPinEachTime = false;
+    // Private keys tell neither modulus nor point.
+    bool hidesPublicParts = false;
+    // Called before each call, to change the world under way.
+    std::function<void(const std::string& name)> before;
+
+    std::size_t failuresPlayed = 0;
+
+    std::size_t count(const std::string& name) const
+    {
+        return static_cast<std::size_t>(std::count(calls.begin(), calls.end(), name));
+    }
+    // Forgets calls and everything that was asked for.
+    void reset() { *this = ProxyControl(); }
+};
+
+}  // namespace cardlibs_test
+
+extern "C" cardlibs_test::ProxyControl* proxyControl();
+
+#endif
