@@ -61,7 +61,8 @@ std::optional<SystemCalls> countSystemCalls(const std::function<void()>& work)
     if (waitpid(child, &status, 0) != child || !WIFSTOPPED(status)) {
         return std::nullopt;
     }
-    // Without it the kernel does not tell what a stop is about (ptrace(2), PTRACE_GET_SYSCALL_INFO).
+    // Without it the kernel does not tell what a stop is about (ptrace(2),
+    // PTRACE_GET_SYSCALL_INFO).
     if (ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL) != 0) {
         return std::nullopt;
     }

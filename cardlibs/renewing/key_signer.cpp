@@ -27,6 +27,18 @@ CK_MECHANISM_TYPE rawMechanism(const PublicKey& key)
     return key.algorithm == PublicKey::Algorithm::rsa ? CKM_RSA_PKCS : CKM_ECDSA;
 }
 
+std::vector<CK_MECHANISM_TYPE> usableMechanisms(const PublicKey& key,
+                                                const std::vector<CK_MECHANISM_TYPE>& mechanisms)
+{
+    std::vector<CK_MECHANISM_TYPE> usable;
+    for (const CK_MECHANISM_TYPE mechanism : {hashingMechanism(key), rawMechanism(key)})
+        if (std::find(mechanisms.begin(), mechanisms.end(), mechanism) != mechanisms.end())
+            usable.push_back(mechanism);
+    if (usable.empty())
+        throw CardError(CKR_MECHANISM_INVALID);
+    return usable;
+}
+
 // Cards list mechanisms that they then do not take for every key.
 bool asksForOtherMechanism(unsigned long number)
 {
@@ -40,14 +52,15 @@ KeySigner::KeySigner(token::Session& session, SigningKey key,
                      const std::vector<CK_MECHANISM_TYPE>& mechanisms, const char* pin)
     : m_session(session)
     , m_key(std::move(key))
+    , m_usable(usableMechanisms(m_key.publicKey, mechanisms))
     , m_pin(pin)
 {
-    for (const CK_MECHANISM_TYPE mechanism :
-         {hashingMechanism(m_key.publicKey), rawMechanism(m_key.publicKey)})
-        if (std::find(mechanisms.begin(), mechanisms.end(), mechanism) != mechanisms.end())
-            m_usable.push_back(mechanism);
-    if (m_usable.empty())
-        throw CardError(CKR_MECHANISM_INVALID);
+}
+
+void KeySigner::requireMechanism(const PublicKey& key,
+                                 const std::vector<CK_MECHANISM_TYPE>& mechanisms)
+{
+    usableMechanisms(key, mechanisms);
 }
 
 Bytes KeySigner::sign(const Bytes& data)

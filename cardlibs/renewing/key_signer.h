@@ -24,6 +24,10 @@ public:
     KeySigner(token::Session& session, SigningKey key,
               const std::vector<CK_MECHANISM_TYPE>& mechanisms, const char* pin);
 
+    // Throws the same when there will be none for a key like this one.
+    static void requireMechanism(const x509::PublicKey& key,
+                                 const std::vector<CK_MECHANISM_TYPE>& mechanisms);
+
     // Hashes with x509::hashFor the key; by the mechanism that hashes on the card where there is
     // one that works, else by the raw one. RSA: PKCS #1 v1.5; EC: Ecdsa-Sig-Value.
     Bytes sign(const Bytes& data);

@@ -90,6 +90,8 @@ SigningKey keyForRequest(token::Session& session, const readers::CardPlace& plac
         const contents::KeyObject& key = *pair->privateKey;
         return {key.handle, *key.publicKey, key.wantsPinEachTime};
     }
+    // The new key signs like the old one; without a mechanism for that it would be of no use.
+    KeySigner::requireMechanism(*certificate.publicKey(), mechanisms);
     checkRoomFor(spec, certificate, place, mechanisms);
     const x509::KeyUsage& usage = certificate.keyUsage();
     NewKey wanted;

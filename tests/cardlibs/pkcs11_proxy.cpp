@@ -174,6 +174,17 @@ CK_RV signInit(CK_SESSION_HANDLE session, CK_MECHANISM_PTR mechanism, CK_OBJECT_
     });
 }
 
+CK_RV sign(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG size, CK_BYTE_PTR signature,
+           CK_ULONG_PTR length)
+{
+    return passed("C_Sign", [&] {
+        const CK_RV result = behind()->C_Sign(session, data, size, signature, length);
+        if (result == CKR_OK && signature != nullptr && control().corruptsSignatures)
+            signature[0] = static_cast<CK_BYTE>(signature[0] ^ 1);
+        return result;
+    });
+}
+
 bool isPrivateKey(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object)
 {
     CK_OBJECT_CLASS objectClass = CKO_DATA;
@@ -190,6 +201,10 @@ CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
         for (CK_ULONG i = 0; i < count; ++i)
             room.push_back(attributes[i].ulValueLen);
         CK_RV result = behind()->C_GetAttributeValue(session, object, attributes, count);
+        const bool isReadBack = control().corruptsReadBack && control().count("C_CreateObject") > 0;
+        for (CK_ULONG i = 0; isReadBack && i < count; ++i)
+            if (attributes[i].type == CKA_VALUE && attributes[i].pValue != nullptr)
+                static_cast<CK_BYTE*>(attributes[i].pValue)[10] ^= 1;
         const bool changes = control().wantsPinEachTime || control().hidesPublicParts;
         if (!changes || !isPrivateKey(session, object))
             return result;
@@ -281,7 +296,6 @@ CK_FUNCTION_LIST* functionList()
     PROXY_WRAP(C_FindObjectsInit)
     PROXY_WRAP(C_FindObjects)
     PROXY_WRAP(C_FindObjectsFinal)
-    PROXY_WRAP(C_Sign)
     PROXY_WRAP(C_SignUpdate)
     PROXY_WRAP(C_SignFinal)
     PROXY_WRAP(C_VerifyInit)
@@ -299,6 +313,7 @@ CK_FUNCTION_LIST* functionList()
     list.C_GetMechanismInfo = &getMechanismInfo;
     list.C_Login = &login;
     list.C_SignInit = &signInit;
+    list.C_Sign = &sign;
     list.C_GetAttributeValue = &getAttributeValue;
     list.C_GenerateKeyPair = &generateKeyPair;
     return &list;

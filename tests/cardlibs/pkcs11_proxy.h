@@ -55,6 +55,9 @@ struct ProxyControl {
     bool wantsPinEachTime = false;
     // Private keys tell neither modulus nor point.
     bool hidesPublicParts = false;
+    // The value of a certificate written meanwhile is read back wrong.
+    bool corruptsReadBack = false;
+    bool corruptsSignatures = false;
     // Called before each call, to change the world under way.
     std::function<void(const std::string& name)> before;
 

@@ -32,11 +32,11 @@ std::string labelLines(const std::string& labelPra, const std::string& labelAut)
     return "[*]: FREE-CKAID PRA: " + labelPra + "\n[*]: FREE-CKAID AUT: " + labelAut + "\n";
 }
 
-const std::string notFound = "[*]: Tarvelo_install_cert Cert_ID non trovato\n";
-const std::string rescueFound = "[*]: Tarvelo_install_cert Rescue cert TROVATO!\n";
-const std::string rescueNotFound = "[*]: Tarvelo_install_cert Rescue cert non trovato\n";
-const std::string success = "[*]: Funzione Tarvelo_install_cert: terminata con Successo!\n";
-const std::string failure = "[*]: Funzione Tarvelo_install_cert: terminata con Errore..\n";
+const char* const notFound = "[*]: Tarvelo_install_cert Cert_ID non trovato\n";
+const char* const rescueFound = "[*]: Tarvelo_install_cert Rescue cert TROVATO!\n";
+const char* const rescueNotFound = "[*]: Tarvelo_install_cert Rescue cert non trovato\n";
+const char* const success = "[*]: Funzione Tarvelo_install_cert: terminata con Successo!\n";
+const char* const failure = "[*]: Funzione Tarvelo_install_cert: terminata con Errore..\n";
 
 class InstallCertificate : public RenewalTest {
 protected:
@@ -186,7 +186,9 @@ TEST_F(InstallCertificate, settingsIncomplete_cardIsNotTouched)
             rememberContext();
             EXPECT_EQ(install(), 0);
             EXPECT_EQ(log(),
-                      searchLine("ID") + (isRecovery ? notFound + rescueFound : "") + row.line);
+                      searchLine("ID") +
+                          (isRecovery ? std::string(notFound) + rescueFound : std::string()) +
+                          row.line);
         }
     }
     EXPECT_STREQ(pendingLabel_PRA, "OLD");

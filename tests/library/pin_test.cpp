@@ -143,14 +143,15 @@ TEST_F(VerifyPin, pinAccepted_sessionIsClosedAgain)
 
 TEST_F(VerifyPin, textsNotAscii_areHandedOverAsUtf8)
 {
-    startSession(QString::fromUtf8("Lettore \xc3\xa0"), QString::fromUtf8("p\xc3\xacn"));
+    startSession(QString::fromUtf8("Lettore \xc3\xa0"),
+                 QString::fromUtf8("p\xc3\xacn\xf0\x9f\x94\x91"));
     ATRini = QString::fromUtf8("/tabelle/\xc3\xa8.ini");
     setScript({call("mvInitializeFromATRLite"), call("mvIsCNSINCARD"), call("mvIsFERROLUX"),
                call("mvLogin"), call("mvFinalize").returning(5)});
     EXPECT_TRUE(verify_pin(&context));
     EXPECT_EQ(calls()[0], called("mvInitializeFromATRLite", "Lettore \xc3\xa0",
                                  "/tabelle/\xc3\xa8.ini", applicationFolder()));
-    EXPECT_EQ(calls()[3], called("mvLogin", "p\xc3\xacn"));
+    EXPECT_EQ(calls()[3], called("mvLogin", "p\xc3\xacn\xf0\x9f\x94\x91"));
 }
 
 TEST_F(VerifyPin, cardProperties_setTheFlagsAndNeverResetThem)
