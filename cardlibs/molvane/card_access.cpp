@@ -48,11 +48,7 @@ readers::CardPlace lookUp(const std::string& reader, const std::string& tablePat
 
 std::vector<std::string> readerNames()
 {
-    std::vector<std::string> names =
-        readers::readerNames(readers::readAtrTable(state::currentTablePath()));
-    if (names.empty())
-        throw CardError(fault::noReader);
-    return names;
+    return readers::readerNames(readers::readAtrTable(state::currentTablePath()));
 }
 
 void openSession(const std::string& reader, const std::string& tablePath)

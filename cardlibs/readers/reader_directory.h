@@ -26,12 +26,15 @@ struct CardPlace {
 // that a reader list cannot hold.
 std::string softwareReaderName(const token::TokenInfo& info);
 
-// Names of all readers, sorted, read afresh. Empty when there are none; throws CardError when there
-// are none because something failed.
+// Names of all readers, read afresh: those of PC/SC, then the tokens of software modules, each
+// sorted. Throws CardError when there are none: noReader, what keeps the PC/SC service from
+// answering, or what a software module said.
 std::vector<std::string> readerNames(const AtrTable& table);
 
-// The card in the reader of this name. Throws CardError: readerNotFound, readerAmbiguous,
-// unknownCard (no entry of the table fits), or what the module said.
+// The card in the reader of this name. A PC/SC reader is the slot whose description is equal in its
+// first 64 bytes, all that PKCS#11 has room for. Throws CardError: readerNotFound, readerAmbiguous,
+// slotNotFound, CKR_TOKEN_NOT_PRESENT, unknownCard (no entry of the table fits), or what the module
+// said.
 CardPlace findCard(const AtrTable& table, const std::string& readerName);
 
 }  // namespace cardlibs::readers

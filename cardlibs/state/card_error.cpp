@@ -172,6 +172,18 @@ const std::vector<CatalogueEntry>& errorCatalogue()
         {fault::certificatesLeftOut, "certificatesLeftOut",
          "Alcuni certificati non entrano nell'elenco e non sono mostrati: rinnovare prima quelli "
          "mostrati."},
+        {fault::serviceStopped, "serviceStopped",
+         "Il servizio delle smart card (pcscd) non e' attivo: avviarlo, collegare il lettore e "
+         "riprovare."},
+        {fault::serviceRefused, "serviceRefused",
+         "Il servizio delle smart card (pcscd) nega l'accesso a questo utente: farsi autorizzare "
+         "dall'amministratore e riprovare."},
+        {fault::serviceFailed, "serviceFailed",
+         "Il servizio delle smart card (pcscd) non risponde come dovrebbe: riavviarlo e "
+         "riprovare."},
+        {fault::slotNotFound, "slotNotFound",
+         "Il modulo PKCS#11 della carta non vede questo lettore: ricollegare il lettore e "
+         "riprovare."},
         {fault::internal, "internal",
          "Errore interno delle librerie della carta: riprovare, poi rivolgersi all'assistenza."},
     };

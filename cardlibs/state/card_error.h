@@ -44,6 +44,10 @@ enum Number : unsigned long {
     writtenDiffers,
     keyDoesNotSign,
     certificatesLeftOut,
+    serviceStopped,
+    serviceRefused,
+    serviceFailed,
+    slotNotFound,
     internal,
 };
 }

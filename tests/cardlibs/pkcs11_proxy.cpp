@@ -119,8 +119,12 @@ CK_RV getSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO_PTR info)
 {
     return passed("C_GetSlotInfo", [&] {
         const CK_RV result = behind()->C_GetSlotInfo(slot, info);
-        if (result == CKR_OK && control().changeSlotInfo)
-            control().changeSlotInfo(*info);
+        if (result == CKR_OK && control().changeSlotInfo) {
+            CK_TOKEN_INFO token = {};
+            const bool isInitialised = behind()->C_GetTokenInfo(slot, &token) == CKR_OK &&
+                                       (token.flags & CKF_TOKEN_INITIALIZED) != 0;
+            control().changeSlotInfo(*info, isInitialised);
+        }
         return result;
     });
 }

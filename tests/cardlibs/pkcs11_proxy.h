@@ -41,7 +41,8 @@ struct ProxyControl {
 
     // Answers changed after the module behind gave them.
     std::function<void(CK_TOKEN_INFO&)> changeTokenInfo;
-    std::function<void(CK_SLOT_INFO&)> changeSlotInfo;
+    // SoftHSM2 always has one slot with a token that is not initialised.
+    std::function<void(CK_SLOT_INFO&, bool isInitialised)> changeSlotInfo;
     std::function<void(CK_MECHANISM_INFO&)> changeMechanismInfo;
     std::vector<CK_MECHANISM_TYPE> missingMechanisms;
     // Mechanisms that are listed, but refused by C_SignInit with CKR_MECHANISM_INVALID.
