@@ -27,6 +27,7 @@ struct OperationRow {
     const char* name;
     std::vector<Step> steps;
     std::size_t pinStep;  // the first call that gets the PIN
+    std::size_t digits;   // of the longest PIN that the operation takes, or more than enough
     std::function<void(RenewContext*)> run;
 };
 
@@ -45,31 +46,37 @@ std::vector<OperationRow> operations()
          {call("mvInitializeFromATRLite"), call("mvIsCNSINCARD"), call("mvIsFERROLUX"),
           call("mvLogin"), call("mvFinalize")},
          3,
+         40,
          [](RenewContext* context) { EXPECT_TRUE(verify_pin(context)); }},
         {"verify_pin, refused",
          {call("mvInitializeFromATRLite"), call("mvIsCNSINCARD"), call("mvIsFERROLUX"),
           call("mvLogin").returning(0xA0), call("mvLastError"), call("mvLastErrno").returning(0xA0),
           call("mvFinalize")},
          3,
+         40,
          [](RenewContext* context) { EXPECT_FALSE(verify_pin(context)); }},
         {"fill_sc_objects, with a search for labels",
          {call("rinnovo_Card_readCerts").reading(card),
           call("rinnovo_Card_findFreeCKAID").writing({"DS1", "AUT1"})},
          0,
+         8,
          [](RenewContext* context) { EXPECT_EQ(fill_sc_objects(context), 0); }},
         {"fill_sc_objects, failed",
          {call("rinnovo_Card_readCerts").returning(1), call("mvLastError"), call("mvLastErrno")},
          0,
+         8,
          [](RenewContext* context) { EXPECT_EQ(fill_sc_objects(context), -86); }},
         {"Tarvelo_gen_p10_by_certid",
          {call("rinnovo_Card_findFreeCKAID").writing({"DS1", "AUT1"}),
           call("rinnovo_Card_createCertRequestAUT")},
          0,
+         40,
          generate},
         {"Tarvelo_install_cert",
          {call("rinnovo_Card_findFreeCKAID").writing({"DS1", "AUT1"}),
           call("rinnovo_Card_saveCertAUT")},
          0,
+         40,
          install},
     };
 }
@@ -105,7 +112,7 @@ TEST_F(PinSecrecy, operationEnded_noCopyIsLeftInMemory)
 {
     for (const OperationRow& row : operations()) {
         SCOPED_TRACE(row.name);
-        const Secret secret;
+        const Secret secret(row.digits);
         startSession();
         setting(renew_context::reader, QStringLiteral("Lettore"));
         setting(renew_context::pin, secret.text());

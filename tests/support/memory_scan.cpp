@@ -45,7 +45,8 @@ std::vector<Region> writableRegions()
 
 }  // namespace
 
-Secret::Secret()
+Secret::Secret(std::size_t digits)
+    : m_masked(digits)
 {
     std::random_device random;
     std::uniform_int_distribution<int> digit('0', '9');
@@ -63,7 +64,7 @@ QString Secret::text() const
 
 void Secret::writeLine(int descriptor) const
 {
-    std::array<char, 9> line{};
+    std::vector<char> line(m_masked.size() + 1);
     for (std::size_t i = 0; i < m_masked.size(); ++i)
         line[i] = static_cast<char>(m_masked[i] ^ mask);
     line.back() = '\n';
@@ -73,16 +74,18 @@ void Secret::writeLine(int descriptor) const
 
 int Secret::copiesIn(const unsigned char* begin, const unsigned char* end) const
 {
+    const auto sought = m_masked.end() - soughtDigits;
     int copies = 0;
-    while (end - begin >= static_cast<std::ptrdiff_t>(m_masked.size())) {
-        const void* found = std::memchr(
-            begin, m_masked[0] ^ mask, static_cast<std::size_t>(end - begin) - m_masked.size() + 1);
+    while (end - begin >= soughtDigits) {
+        const void* found = std::memchr(begin, *sought ^ mask,
+                                        static_cast<std::size_t>(end - begin - soughtDigits + 1));
         if (found == nullptr)
             break;
         begin = static_cast<const unsigned char*>(found);
-        const bool isSame = std::equal(
-            m_masked.begin(), m_masked.end(), begin,
-            [](unsigned char masked, unsigned char byte) { return (masked ^ mask) == byte; });
+        const bool isSame =
+            std::equal(sought, m_masked.end(), begin, [](unsigned char masked, unsigned char byte) {
+                return (masked ^ mask) == byte;
+            });
         copies += isSame ? 1 : 0;
         ++begin;
     }
@@ -103,7 +106,7 @@ int Secret::copiesInMemory() const
     int copies = 0;
     for (const Region& region : writableRegions()) {
         const bool holdsWindow = region.begin <= windowBegin && windowBegin < region.end;
-        const std::size_t step = windowSize - m_masked.size() + 1;
+        const std::size_t step = windowSize - soughtDigits + 1;
         for (std::uintptr_t at = region.begin; at < region.end && !holdsWindow; at += step) {
             const std::size_t wanted = std::min<std::size_t>(windowSize, region.end - at);
             const ssize_t size = pread(memory, window, wanted, static_cast<off_t>(at));

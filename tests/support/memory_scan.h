@@ -5,14 +5,16 @@
 
 #include <QString>
 
-#include <array>
+#include <cstddef>
+#include <vector>
 
 namespace support {
 
-// Eight random digits, of which the process holds no byte copy: only their difference to a mask.
+// Random digits, eight or more, of which the process holds no byte copy: only their difference to a
+// mask.
 class Secret {
 public:
-    Secret();
+    explicit Secret(std::size_t digits = 8);
 
     // The digits as a host would hold them, two bytes per character.
     QString text() const;
@@ -20,14 +22,17 @@ public:
     // Writes the digits and a newline into the file descriptor, from a buffer that is wiped.
     void writeLine(int descriptor) const;
 
-    // How often the eight bytes lie side by side in writable memory, freed memory included.
+    // How often the last eight digits lie side by side in writable memory, freed memory included.
+    // An allocator may write over the first sixteen bytes of what is freed, so only a longer secret
+    // is found there for certain.
     int copiesInMemory() const;
 
 private:
     int copiesIn(const unsigned char* begin, const unsigned char* end) const;
 
     static constexpr unsigned char mask = 0x80;
-    std::array<unsigned char, 8> m_masked{};
+    static constexpr int soughtDigits = 8;
+    std::vector<unsigned char> m_masked;
 };
 
 }  // namespace support
