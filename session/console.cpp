@@ -44,8 +44,6 @@ std::optional<char> nextByte(EchoGuard* guard)
     }
 }
 
-}  // namespace
-
 void write(const QString& text)
 {
     const QByteArray bytes = text.toLocal8Bit();
@@ -55,10 +53,7 @@ void write(const QString& text)
     static_cast<void>(std::fflush(stdout));
 }
 
-void writeLine(const QString& text)
-{
-    write(text + QLatin1Char('\n'));
-}
+}  // namespace
 
 QString ask(const QString& question, Echo echo)
 {
