@@ -3,6 +3,7 @@
 #include "session/echo_guard.h"
 #include "session/secret_bytes.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -38,7 +39,11 @@ std::optional<char> nextByte(EchoGuard* guard)
         if (count == 1) {
             return byte;
         }
-        if (count == 0 || errno != EINTR) {
+        if (count < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            // The host reads without waiting; a question waits.
+            pollfd input{STDIN_FILENO, POLLIN, 0};
+            static_cast<void>(poll(&input, 1, -1));
+        } else if (count == 0 || errno != EINTR) {
             return std::nullopt;
         }
     }

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 
@@ -12,9 +13,20 @@ namespace session {
 namespace {
 
 // The handler's end and the reader's end of the pipe in which received signals wait. A pipe rather
-// than a flag: the signal may be delivered to another thread than the one that waits for input.
-int receivedSignalWriter = -1;
+// than a flag: the signal may be delivered to another thread than the one that waits for input. It
+// is made once and stays, because a handler in another thread may outlast the guard.
+std::atomic<int> receivedSignalWriter{-1};
+static_assert(std::atomic<int>::is_always_lock_free, "the handler reads it");
 int receivedSignalReader = -1;
+
+void openSignalPipe()
+{
+    std::array<int, 2> ends{};
+    if (receivedSignalReader < 0 && pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) == 0) {
+        receivedSignalReader = ends[0];
+        receivedSignalWriter = ends[1];
+    }
+}
 
 void noteSignal(int number)
 {
@@ -32,6 +44,15 @@ int takeSignal()
     return read(receivedSignalReader, &byte, 1) == 1 ? byte : 0;
 }
 
+// In the background the terminal is somebody else's: changing it would stop the process, and
+// signals that are to end it would have to wait for the foreground. A terminal that does not
+// control this process has no background.
+bool isInBackground(int terminal)
+{
+    const pid_t foreground = tcgetpgrp(terminal);
+    return foreground >= 0 && foreground != getpgrp();
+}
+
 bool setTerminal(int terminal, const termios& settings)
 {
     int result = 0;
@@ -47,11 +68,7 @@ bool setTerminal(int terminal, const termios& settings)
 EchoGuard::EchoGuard(int terminal)
     : m_terminal(terminal)
 {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC | O_NONBLOCK) == 0) {
-        receivedSignalReader = ends[0];
-        receivedSignalWriter = ends[1];
-    }
+    openSignalPipe();
     hide();
 }
 
@@ -60,19 +77,13 @@ EchoGuard::~EchoGuard()
     show();
     // What arrived since the last look.
     passOnSignals();
-    if (receivedSignalReader >= 0) {
-        static_cast<void>(close(receivedSignalReader));
-        static_cast<void>(close(receivedSignalWriter));
-        receivedSignalReader = -1;
-        receivedSignalWriter = -1;
-    }
 }
 
 void EchoGuard::hide()
 {
     // The handlers first: a signal in between must already find the way back. Without the pipe
     // signals keep their usual effect.
-    for (std::size_t i = 0; receivedSignalWriter >= 0 && i < watchedSignals.size(); ++i) {
+    for (std::size_t i = 0; receivedSignalReader >= 0 && i < watchedSignals.size(); ++i) {
         struct sigaction action = {};
         action.sa_handler = noteSignal;
         static_cast<void>(sigemptyset(&action.sa_mask));
@@ -82,7 +93,8 @@ void EchoGuard::hide()
         }
         m_watched[i] = sigaction(watchedSignals[i], &action, nullptr) == 0;
     }
-    if (tcgetattr(m_terminal, &m_shown) != 0) {
+    // Back in the foreground, SIGCONT leads here again.
+    if (isInBackground(m_terminal) || tcgetattr(m_terminal, &m_shown) != 0) {
         return;
     }
     termios hidden = m_shown;
@@ -95,7 +107,8 @@ void EchoGuard::hide()
 void EchoGuard::show()
 {
     if (m_hidden) {
-        m_hidden = !setTerminal(m_terminal, m_shown);
+        // A shell that moved the process to the background has its own settings in place.
+        m_hidden = !isInBackground(m_terminal) && !setTerminal(m_terminal, m_shown);
     }
     for (std::size_t i = 0; i < watchedSignals.size(); ++i) {
         if (m_watched[i]) {

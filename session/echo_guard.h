@@ -26,9 +26,10 @@ public:
     void waitForInput();
 
 private:
-    // A Ctrl-C or a hang-up, what `kill` and timers send, and the stop key.
-    static constexpr std::array<int, 9> watchedSignals{SIGHUP,  SIGINT,  SIGQUIT, SIGPIPE, SIGALRM,
-                                                       SIGTERM, SIGTSTP, SIGUSR1, SIGUSR2};
+    // A Ctrl-C or a hang-up, what `kill` and timers send, and the stop key; and what wakes a
+    // stopped process, because its shell has shown input again meanwhile.
+    static constexpr std::array<int, 10> watchedSignals{
+        SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGALRM, SIGTERM, SIGTSTP, SIGCONT, SIGUSR1, SIGUSR2};
 
     void hide();
     void show();
