@@ -6,9 +6,21 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstring>
 
 namespace card {
+
+namespace {
+
+// The library is told no sizes; whatever it wrote, hosts find a text that ends.
+template <std::size_t size>
+void terminate(char (&text)[size])
+{
+    text[size - 1] = '\0';
+}
+
+}  // namespace
 
 std::optional<QString> readerNames()
 {
@@ -35,10 +47,11 @@ CardAddress addressOf(const QString& reader, const QString& atrTable)
     return {reader.toUtf8(), atrTable.toUtf8(), session::applicationFolder().toUtf8()};
 }
 
-int openSession(CardAddress& address)
+int openSession(const CardAddress& address)
 {
-    return mvInitializeFromATRLite(address.reader.data(), address.atrTable.data(),
-                                   address.applicationFolder.data());
+    CardAddress copy = address;
+    return mvInitializeFromATRLite(copy.reader.data(), copy.atrTable.data(),
+                                   copy.applicationFolder.data());
 }
 
 void closeSession()
@@ -52,14 +65,16 @@ int login(const QString& pin)
     return mvLogin(session::secretUtf8(pin).data());
 }
 
-int findModule(CardAddress& address, char (&module)[64])
+int findModule(const CardAddress& address, char (&module)[64])
 {
-    // A copy with room for the longest name, because the library may write what it found there.
     std::array<char, 256> reader{};
     std::copy_n(address.reader.constData(),
                 std::min(static_cast<std::size_t>(address.reader.size()), reader.size() - 1),
                 reader.data());
-    return mvGetPKCS11FromATRLite(reader.data(), module, address.atrTable.data());
+    QByteArray atrTable = address.atrTable;
+    const int result = mvGetPKCS11FromATRLite(reader.data(), module, atrTable.data());
+    terminate(module);
+    return result;
 }
 
 int activationState()
@@ -70,7 +85,12 @@ int activationState()
 int readIdentity(char (&slotDescription)[65], char (&manufacturerId)[33], char (&model)[17],
                  char (&serialNumber)[17])
 {
-    return mvCheckSmartCard(slotDescription, manufacturerId, model, serialNumber);
+    const int result = mvCheckSmartCard(slotDescription, manufacturerId, model, serialNumber);
+    terminate(slotDescription);
+    terminate(manufacturerId);
+    terminate(model);
+    terminate(serialNumber);
+    return result;
 }
 
 int lastErrorNumber()

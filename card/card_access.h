@@ -28,11 +28,12 @@ struct CardAddress {
 };
 CardAddress addressOf(const QString& reader, const QString& atrTable);
 
-// Each answers as the library's function of that name does.
-int openSession(CardAddress& address);
+// Each answers as the library's function for it does. The library may write into the texts that it
+// is handed: it gets copies, so that the next call finds what this one did.
+int openSession(const CardAddress& address);
 void closeSession();
 int login(const QString& pin);
-int findModule(CardAddress& address, char (&module)[64]);
+int findModule(const CardAddress& address, char (&module)[64]);
 int activationState();
 int readIdentity(char (&slotDescription)[65], char (&manufacturerId)[33], char (&model)[17],
                  char (&serialNumber)[17]);

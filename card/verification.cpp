@@ -4,6 +4,7 @@
 
 #include <QStringList>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <vector>
@@ -29,6 +30,8 @@ struct SerialNumberRule {
     QString prefix;
     std::vector<LogLine> lines;
     int result;
+    // Whether the card session is closed before the lines are written.
+    bool closesFirst;
 };
 
 const std::vector<SerialNumberRule>& serialNumberRules()
@@ -42,18 +45,21 @@ const std::vector<SerialNumberRule>& serialNumberRules()
                           "sono piu' supportate"),
            LineEnd::flush, true},
           {newCard, LineEnd::flush, false}},
-         card_verification::noLongerSupported},
+         card_verification::noLongerSupported,
+         true},
         {QStringLiteral("1202"),
          {{QStringLiteral("N.B: le Smart Card con il numero di serie che comincia con 1202..."),
            LineEnd::flush, true},
           {QStringLiteral("non sono piu' rinnovabili") + newCard, LineEnd::flush, false}},
-         card_verification::noLongerRenewable},
+         card_verification::noLongerRenewable,
+         true},
         {QStringLiteral("1205"),
          {{QStringLiteral(
                "N.B: Per le Smart Card con il numero di serie che comincia con 1205...") +
                QStringLiteral("Il rinnovo deve necessariamente rinnovare chiavi a 2048 bit"),
            LineEnd::none, true}},
-         card_verification::accepted},
+         card_verification::accepted,
+         false},
     };
     return rules;
 }
@@ -165,13 +171,14 @@ private:
     {
         const int result = readIdentity(m_identity.slotDescription, m_identity.manufacturerId,
                                         m_identity.model, m_identity.serialNumber);
-        closeSession();
         if (result != 0) {
+            closeSession();
             logUnsupported();
             return card_verification::noLongerRenewable;
         }
         const QString serialNumber = textOf(m_identity.serialNumber);
         if (serialNumber.isEmpty()) {
+            closeSession();
             m_log.line(
                 QStringLiteral("Non e' stato possibile determinare il seriale della Smart Card "
                                "inserita.\nRiprovare la procedura di rinnovo scollegando e "
@@ -179,16 +186,30 @@ private:
                 LineEnd::flush);
             return card_verification::serialNumberUnknown;
         }
-        for (const SerialNumberRule& rule : serialNumberRules()) {
-            if (serialNumber.startsWith(rule.prefix)) {
-                for (const LogLine& line : rule.lines) {
-                    line.stamped ? m_log.line(line.text, line.end)
-                                 : m_log.plain(line.text, line.end);
-                }
-                return rule.result;
-            }
+        return judge(serialNumber);
+    }
+
+    int judge(const QString& serialNumber)
+    {
+        const auto& rules = serialNumberRules();
+        const auto rule =
+            std::find_if(rules.cbegin(), rules.cend(), [&](const SerialNumberRule& r) {
+                return serialNumber.startsWith(r.prefix);
+            });
+        if (rule == rules.cend()) {
+            closeSession();
+            return card_verification::accepted;
         }
-        return card_verification::accepted;
+        if (rule->closesFirst) {
+            closeSession();
+        }
+        for (const LogLine& line : rule->lines) {
+            line.stamped ? m_log.line(line.text, line.end) : m_log.plain(line.text, line.end);
+        }
+        if (!rule->closesFirst) {
+            closeSession();
+        }
+        return rule->result;
     }
 
     void logUnsupported()
