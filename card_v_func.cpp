@@ -25,7 +25,7 @@ QString ATRini;
 QString nomeLibreria = QStringLiteral("TarveloQT");
 QString versioneLibreria = QStringLiteral("1.0.4");
 
-QString ErrorMessage;
+QString ErrorMessage = QStringLiteral("");
 int ErrorOccurred = 0;
 int ErrorCode = 0;
 
@@ -51,19 +51,19 @@ int pendingKey_AUT = 0;
 char pendingLabel_PRA[32] = {};
 char pendingLabel_AUT[32] = {};
 char expiryCNSdate[9] = {};
-QString fiscalCode;
+QString fiscalCode = QStringLiteral("");
 
 QString BriskoSettingFile;
-QString userProxy;
-QString pwdProxy;
-QString nameProxy;
-QString portProxy;
+QString userProxy = QStringLiteral("");
+QString pwdProxy = QStringLiteral("");
+QString nameProxy = QStringLiteral("");
+QString portProxy = QStringLiteral("");
 QByteArray signCertificate;
 QByteArray signCkaid;
 QDateTime date_time;
-QString dateExpiryCNS;
-QString scadenzaCertCNS;
-QString URL_RINNOVO;
+QString dateExpiryCNS = QStringLiteral("");
+QString scadenzaCertCNS = QStringLiteral("");
+QString URL_RINNOVO = QStringLiteral("");
 qint32 numeroRiga = 0;
 
 namespace {
@@ -96,14 +96,8 @@ bool copyRecord(const std::optional<RenewRecord>& found, QHash<QString, QString>
 
 eligibility::Surroundings surroundings()
 {
-    // Whether dates are looked at is settled once for all certificates of a kind.
-    auto skipped = [known = std::optional<bool>()]() mutable {
-        if (!known) {
-            known = eligibility::isMarkerPresent(QStringLiteral("skipCheck.rnw"));
-        }
-        return *known;
-    };
-    return {[] { return wallClock.today(); }, skipped,
+    return {[] { return wallClock.today(); },
+            [] { return eligibility::isMarkerPresent(QStringLiteral("skipCheck.rnw")); },
             [] {
                 return eligibility::isMarkerPresent(
                     QStringLiteral("CkSpace_") +

@@ -109,9 +109,6 @@ TARVELOQT_EXPORT bool find_pending_cert_dict(RenewContext* context,
 
 // Renewal ----------------------------------------------------------------------------------------
 
-// Size of the buffer that Tarvelo_gen_p10_by_certid needs, in bytes.
-constexpr int requestBufferSize = 16384;
-
 // Has the card make a key pair and the certificate request (PKCS#10, RFC 2986) for the record with
 // this renewal identifier. p10Buffer: at least requestBufferSize writable bytes of the host; on
 // success it holds the request as NUL-terminated text (PEM, RFC 7468, with the card libraries of
@@ -131,7 +128,7 @@ TARVELOQT_EXPORT int Tarvelo_install_cert(RenewContext* context, QString certId,
 // An error with a code and an Italian message, for the host's own use: no operation throws it.
 class TARVELOQT_EXPORT Exception {
 public:
-    enum Code {
+    enum Code : int {
         Ok = 0,
         Generic = 1,
         InitFileRead = 2,

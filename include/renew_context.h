@@ -132,6 +132,11 @@ inline const QString cndcecPolicy = QStringLiteral("1.3.76.39.1.1.2");
 
 }  // namespace renew_context
 
+// Sizes ------------------------------------------------------------------------------------------
+
+// Bytes of the buffer that Tarvelo_gen_p10_by_certid needs, with the NUL.
+constexpr int requestBufferSize = 16384;
+
 // Result codes -----------------------------------------------------------------------------------
 
 // What verify_sc_and_reader returns.

@@ -188,7 +188,7 @@ private:
         }
         m_outcome.errorOccurred = 0;
         m_outcome.errorCode = inventory_error::none;
-        m_outcome.errorMessage.clear();
+        m_outcome.errorMessage = QStringLiteral("");
         m_log.line(QStringLiteral("Lettura certificati e riempimento Tabella Certificati "
                                   "completate."),
                    LineEnd::blankLine);

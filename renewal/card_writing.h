@@ -4,14 +4,9 @@
 #include <QByteArray>
 #include <QString>
 
-#include <cstddef>
-
 // The one place from which this folder has the card-renewal library write on the card. Each returns
 // that library's result, 0 on success.
 namespace renewal {
-
-// Bytes of a host's request buffer, with the NUL.
-constexpr std::size_t requestSize = 16384;
 
 // Functions of the library for signature keys, and those for all other keys.
 enum class KeyUse { signature, authentication };

@@ -56,7 +56,7 @@ int requestCertificate(const RenewContext& context, const QString& renewalId, ch
     }
     logLabels(variables, log);
 
-    std::memset(requestBuffer, 0, requestSize);
+    std::memset(requestBuffer, 0, requestBufferSize);
     const KeyTarget target = targetOf(kindOfRecord(*record), variables);
     const int result = createRequest(target.use, requestBuffer, target.label, settings->pin,
                                      record->value(renew_context::certificateCkaId),

@@ -10,7 +10,7 @@
 namespace renewal {
 
 // Has the card make a key pair and a certificate request for the record with that identifier.
-// requestBuffer: requestSize bytes, zeroed only when the card is about to be asked. 1 or 0.
+// requestBuffer: requestBufferSize bytes, zeroed only when the card is about to be asked. 1 or 0.
 int requestCertificate(const RenewContext& context, const QString& renewalId, char* requestBuffer,
                        const RenewalVariables& variables, session::Log& log);
 

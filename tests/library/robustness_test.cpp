@@ -111,6 +111,7 @@ TEST_F(Robustness, nullStoreElement_inventsNothing)
         for (std::size_t i = 0; i <= kind.capacity; ++i)
             kind.store[i] = nullptr;
         run(kind, 0, static_cast<int>(kind.capacity));
+        EXPECT_EQ(rowsOf(kind).size(), static_cast<std::size_t>(kind.capacity));
         for (const auto& entry : plain(context)) {
             EXPECT_EQ(entry.second.at("subjectDN"), "");
             EXPECT_EQ(entry.second.count("MODALITA' RINNOVO"), 1U);
