@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace cardlibs_test {
@@ -37,7 +38,7 @@ protected:
     static void setText(unsigned char* field, std::size_t size, const std::string& text)
     {
         std::memset(field, ' ', size);
-        std::memcpy(field, text.data(), std::min(size, text.size()));
+        std::copy_n(text.begin(), std::min(size, text.size()), field);
     }
 
     // A whole renewal of the only AUT certificate; true when the new one is there alone.
@@ -381,7 +382,7 @@ TEST_F(CardBehaviour, costs_callsAndLoginsOfEachOperation)
     char names[1024] = {};
     long length = sizeof names;
     ASSERT_EQ(mvGetReaderName(names, &length), 1);
-    constexpr std::size_t objects = 3 * 3;
+    constexpr std::size_t objects = 9;
     const auto counted = [&](auto&& operation) {
         proxy().calls.clear();
         operation();

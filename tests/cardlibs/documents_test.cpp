@@ -13,7 +13,6 @@
 namespace cardlibs_test {
 namespace {
 
-using ::testing::Contains;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -23,7 +22,7 @@ namespace state = cardlibs::state;
 
 std::string document(const char* name)
 {
-    const std::string text = readText(std::string(DOCUMENTS) + "/" + name);
+    std::string text = readText(std::string(DOCUMENTS) + "/" + name);
     EXPECT_THAT(text, Not(IsEmpty())) << name;
     return text;
 }
@@ -84,8 +83,9 @@ TEST(AtrTableDocument, keys_areThoseThatAreRead)
         for (const char* section : {"card", "software", "default"}) {
             const bool isAllowed = row[1].rfind("all", 0) == 0 || row[1].rfind(section, 0) == 0;
             const std::string name = section == std::string("default") ? "" : " x";
-            std::istringstream stream("[" + std::string(section) + name + "]\n" + key + " = " +
-                                      value + "\n");
+            std::ostringstream text;
+            text << "[" << section << name << "]\n" << key << " = " << value << "\n";
+            std::istringstream stream(text.str());
             const auto table = cardlibs::readers::parseAtrTable(stream, "t");
             // What is left to complain of a known key is what else is missing.
             const std::string complaint = table.firstComplaint();

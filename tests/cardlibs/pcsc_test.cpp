@@ -9,6 +9,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 
@@ -70,7 +71,7 @@ protected:
         proxy().changeSlotInfo = [reader](CK_SLOT_INFO& info, bool isInitialised) {
             const std::string text = isInitialised ? reader : "Altro lettore";
             std::memset(info.slotDescription, ' ', 64);
-            std::memcpy(info.slotDescription, text.data(), std::min<std::size_t>(64, text.size()));
+            std::copy_n(text.begin(), std::min<std::size_t>(64, text.size()), info.slotDescription);
         };
     }
 
