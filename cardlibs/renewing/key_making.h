@@ -24,7 +24,7 @@ struct KeySpec {
 // for anything but RSA, P-256 and P-384.
 KeySpec keySpecFor(const x509::Certificate& certificate);
 
-// True when the pending pair can be used where the spec asks for a new one of the kind.
+// True when the pending pair serves as well as a new one of the kind would.
 bool isFit(const contents::PendingPair& pair, const KeySpec& spec, contents::Kind kind);
 
 // Throws CardError when the card tells, or the table says, that it cannot make such a key or that
