@@ -34,10 +34,12 @@ TEST(LeadingDate, anyEightCharacters_areReadAsByThePattern)
 
 TEST(LeadingDate, shortOrForeignText_isNoDate)
 {
-    for (const char* text : {"", "2026112", "99999999", "20260230",
-                             "\xD9\xA2\xD9\xA0\xD9\xA2\xD9\xA6"
-                             "1121"}) {
-        EXPECT_FALSE(inventory::leadingDate(QString::fromUtf8(text)).isValid()) << text;
+    // Arabic-Indic digits for the year.
+    const QString foreign =
+        QString::fromUtf8("\xD9\xA2\xD9\xA0\xD9\xA2\xD9\xA6") + QStringLiteral("1121");
+    for (const QString& text : {QString(), QStringLiteral("2026112"), QStringLiteral("99999999"),
+                                QStringLiteral("20260230"), foreign}) {
+        EXPECT_FALSE(inventory::leadingDate(text).isValid()) << text.toStdString();
     }
 }
 
