@@ -1,4 +1,4 @@
-#include "tests/support/library_fixture.h"
+#include "tests/support/verification_fixture.h"
 
 #include <gtest/gtest.h>
 
@@ -9,63 +9,7 @@ using namespace support;
 
 namespace {
 
-const std::string attempt = "[*]: Tentativo di comunicazione con la Smart Card...";
-const std::string attemptOk = attempt + "[*]: OK\n";
-const std::string newCard =
-    "Si prega di rivolgersi al piu' vicino ufficio di Registrazione per richiedere una nuova Smart "
-    "Card.";
-
-// The steps of an accepted card, up to the identity.
-std::vector<Step> openedCard(int cns = 0, int ferrolux = 0)
-{
-    return {
-        call("mvGetPKCS11FromATRLite").writing({"libmodule.so"}),
-        call("mvIsCNSINCARD").returning(cns),
-        call("mvIsFERROLUX").returning(ferrolux),
-        call("mvInitializeFromATRLite"),
-        call("getSlotBriskoLite").returning(3),
-        call("mvCNSToBeActivatedLite"),
-    };
-}
-
-std::vector<Step> joined(std::vector<Step> first, const std::vector<Step>& second)
-{
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
-class VerifyCard : public LibraryTest {
-protected:
-    void SetUp() override
-    {
-        LibraryTest::SetUp();
-        startSession();
-        setting(renew_context::reader, QStringLiteral("Lettore"));
-        m_before = plain(context);
-    }
-
-    void TearDown() override
-    {
-        EXPECT_EQ(plain(context), m_before);
-        EXPECT_EQ(ErrorMessage, QString());
-        LibraryTest::TearDown();
-    }
-
-    static std::string moduleCall(const std::string& reader = "Lettore")
-    {
-        return called("mvGetPKCS11FromATRLite", reader, atrTable());
-    }
-
-    static std::string initializeCall(const std::string& reader = "Lettore")
-    {
-        return called("mvInitializeFromATRLite", reader, atrTable(), applicationFolder());
-    }
-
-    void expectContextChangedByTest() { m_before = plain(context); }
-
-private:
-    PlainContext m_before;
-};
+class VerifyCard : public VerificationTest {};
 
 TEST_F(VerifyCard, cardAccepted_identityIsLeftInTheVariables)
 {
@@ -320,71 +264,6 @@ TEST_F(VerifyCard, identityCannotBeRead_whatThereIsIsLogged)
     EXPECT_EQ(static_cast<int>(card_verification::noLongerRenewable), -92);
 }
 
-TEST_F(VerifyCard, serialNumber_decides)
-{
-    struct Row {
-        const char* serialNumber;
-        int code;
-        std::string lines;
-    };
-    const std::string unknown = "[*]: Non e' stato possibile determinare il seriale della Smart "
-                                "Card inserita.\nRiprovare la "
-                                "procedura di rinnovo scollegando e ricollegando successivamente "
-                                "il lettore di Smart Card.\n";
-    const std::string noLongerSupported =
-        "[*]: N.B: le Smart Card con il numero di serie che comincia con 1201...non sono piu' "
-        "supportate\n" +
-        newCard + "\n";
-    const std::string noLongerRenewable =
-        "[*]: N.B: le Smart Card con il numero di serie che comincia con 1202...\nnon sono piu' "
-        "rinnovabili" +
-        newCard + "\n";
-    const std::string keySize = "[*]: N.B: Per le Smart Card con il numero di serie che comincia "
-                                "con 1205...Il rinnovo deve "
-                                "necessariamente rinnovare chiavi a 2048 bit";
-    const Row table[] = {
-        {"", -90, unknown},
-        {"1201000000000001", -91, noLongerSupported},
-        {"1201", -91, noLongerSupported},
-        {"1202000000000001", -92, noLongerRenewable},
-        {"1202", -92, noLongerRenewable},
-        {"1205000000000001", 0, keySize},
-        {"1205", 0, keySize},
-        {"1203000000000001", 0, ""},
-        {"120", 0, ""},
-        {"1", 0, ""},
-        {" 1201", 0, ""},
-        {"0012010000000001", 0, ""},
-        {"1401000000000001", 0, ""},
-    };
-    for (const Row& row : table) {
-        SCOPED_TRACE(row.serialNumber);
-        startSession();
-        setting(renew_context::reader, QStringLiteral("Lettore"));
-        setScript(joined(openedCard(),
-                         {call("mvCheckSmartCard").writing({"a", "b", "c", row.serialNumber}),
-                          call("mvFinalize")}));
-        EXPECT_EQ(verify_sc_and_reader(&context), row.code);
-        EXPECT_EQ(log(), attemptOk + row.lines);
-        EXPECT_STREQ(szSerialNumber, row.serialNumber);
-        EXPECT_EQ(stepsLeftOver(), std::vector<std::string>{});
-    }
-    EXPECT_EQ(static_cast<int>(card_verification::serialNumberUnknown), -90);
-    EXPECT_EQ(static_cast<int>(card_verification::noLongerSupported), -91);
-}
-
-TEST_F(VerifyCard, keySizeNote_nextLineFollowsOnTheSameTextLine)
-{
-    setScript(joined(openedCard(), {call("mvCheckSmartCard").writing({"a", "b", "c", "1205"}),
-                                    call("mvFinalize"), call("mvGetReaderName").returning(-1)}));
-    EXPECT_EQ(verify_sc_and_reader(&context), 0);
-    EXPECT_FALSE(set_reader(&context, QString()));
-    EXPECT_EQ(log(), attemptOk +
-                         "[*]: N.B: Per le Smart Card con il numero di serie che comincia con "
-                         "1205...Il rinnovo deve necessariamente rinnovare chiavi a 2048 bit"
-                         "[*]: Nessun lettore trovato...\n");
-}
-
 TEST_F(VerifyCard, activationAnswers_otherThanOneAndMinusOneGoOn)
 {
     for (const int answer : {0, 2, -2, 100}) {
@@ -421,17 +300,6 @@ TEST_F(VerifyCard, readerNameNotAscii_isHandedOverAsUtf8)
     EXPECT_EQ(verify_sc_and_reader(&context), 0);
     EXPECT_EQ(calls()[0], moduleCall("Lettore \xc3\xa0"));
     EXPECT_EQ(calls()[3], initializeCall("Lettore \xc3\xa0"));
-}
-
-TEST_F(VerifyCard, identityFillsItsArrays_nothingIsReadBeyondThem)
-{
-    // Full capacity, the last byte without a NUL: what no card library should write.
-    setScript(joined(openedCard(), {call("mvCheckSmartCard")
-                                        .returning(1)
-                                        .writing({std::string(65, 's'), std::string(33, 'm'),
-                                                  std::string(17, 'o'), std::string(17, '9')}),
-                                    call("mvFinalize")}));
-    EXPECT_EQ(verify_sc_and_reader(&context), -92);
 }
 
 }  // namespace

@@ -1,8 +1,10 @@
 #include "tests/support/eligibility_fixture.h"
 #include "tests/support/limitation.h"
+#include "tests/support/typist.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
@@ -166,6 +168,40 @@ TEST_F(LimitationOfUse, twoLimitedCertificates_areAskedAboutOneByOne)
     EXPECT_NE(asked.find(questionText), asked.rfind(questionText));
     EXPECT_EQ(record(pra(), 1)["policy"], "1.3.76.36.1.1.1");
     EXPECT_EQ(record(pra(), 2)["policy"], "1.3.76.36.1.1.23");
+}
+
+// The question gives time for anything to happen between two certificates.
+TEST_F(LimitationOfUse, skipCheckMarkerPlacedDuringTheQuestion_holdsFromThatCertificateOn)
+{
+    Descriptor due = renewable(pra());
+    due.notAfter = inDays(200);
+    const Descriptor asked = limited(due);
+    {
+        Typist typist("", questionText, "s\n", [this] { placeMarker("skipCheck.rnw"); });
+        checkAll(pra(), {signatureText(due), signatureText(asked), signatureText(due)});
+        EXPECT_EQ(typist.shown(), questionText);
+    }
+    EXPECT_EQ(record(pra(), 1),
+              skippedRecord(pra(), due, holder, "Certificati non ancora in scadenza"));
+    EXPECT_EQ(record(pra(), 2)["policy"], "1.3.76.36.1.1.1");
+    EXPECT_EQ(record(pra(), 2).count("MODALITA' RINNOVO"), 0U);
+    EXPECT_EQ(record(pra(), 3), renewableRecord(pra(), due, holder));
+}
+
+TEST_F(LimitationOfUse, skipCheckMarkerRemovedDuringTheQuestion_datesAreLookedAtAgain)
+{
+    placeMarker("skipCheck.rnw");
+    Descriptor due = renewable(pra());
+    due.notAfter = inDays(200);
+    {
+        Typist typist("", questionText, "s\n", [] {
+            EXPECT_EQ(unlink((applicationFolder() + "/skipCheck.rnw").c_str()), 0);
+        });
+        checkAll(pra(), {signatureText(due), signatureText(limited(due))});
+        EXPECT_EQ(typist.shown(), questionText);
+    }
+    EXPECT_EQ(record(pra(), 1), renewableRecord(pra(), due, holder));
+    EXPECT_EQ(record(pra(), 2).count("MODALITA' RINNOVO"), 1U);
 }
 
 }  // namespace

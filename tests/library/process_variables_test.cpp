@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
 
 using namespace support;
 
@@ -15,13 +16,23 @@ bool isZero(const Array& array)
     return std::all_of(std::begin(array), std::end(array), [](auto element) { return !element; });
 }
 
+struct NamedText {
+    const char* name;
+    QString text;
+};
+
 // Copied while the program starts, before any operation can have run.
 struct StartValues {
     bool logHasDevice = outLogFile.device() != nullptr;
     QString logFileName = RENEWLOGFILE.fileName();
-    QString nullTexts[2] = {BriskoSettingFile, ATRini};
-    QString emptyTexts[9] = {userProxy,    pwdProxy,      nameProxy,       portProxy,  fiscalCode,
-                             ErrorMessage, dateExpiryCNS, scadenzaCertCNS, URL_RINNOVO};
+    std::vector<NamedText> nullTexts = {{"BriskoSettingFile", BriskoSettingFile},
+                                        {"ATRini", ATRini}};
+    std::vector<NamedText> emptyTexts = {
+        {"userProxy", userProxy},         {"pwdProxy", pwdProxy},
+        {"nameProxy", nameProxy},         {"portProxy", portProxy},
+        {"fiscalCode", fiscalCode},       {"ErrorMessage", ErrorMessage},
+        {"dateExpiryCNS", dateExpiryCNS}, {"scadenzaCertCNS", scadenzaCertCNS},
+        {"URL_RINNOVO", URL_RINNOVO}};
     QByteArray byteArrays[2] = {signCertificate, signCkaid};
     QDateTime dateTime = date_time;
     QString libraryName = nomeLibreria;
@@ -44,10 +55,12 @@ TEST_F(ProcessVariables, libraryLoaded_startValuesHold)
 {
     EXPECT_FALSE(startValues.logHasDevice);
     EXPECT_EQ(startValues.logFileName, QString());
-    for (const QString& text : startValues.nullTexts)
-        EXPECT_TRUE(text.isNull());
-    for (const QString& text : startValues.emptyTexts)
-        EXPECT_TRUE(text.isEmpty());
+    for (const NamedText& variable : startValues.nullTexts)
+        EXPECT_TRUE(variable.text.isNull()) << variable.name;
+    for (const NamedText& variable : startValues.emptyTexts) {
+        EXPECT_TRUE(variable.text.isEmpty()) << variable.name;
+        EXPECT_FALSE(variable.text.isNull()) << variable.name;
+    }
     for (const QByteArray& bytes : startValues.byteArrays)
         EXPECT_TRUE(bytes.isNull());
     EXPECT_FALSE(startValues.dateTime.isValid());

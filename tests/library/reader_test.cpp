@@ -1,5 +1,7 @@
 #include "tests/support/library_fixture.h"
+#include "tests/support/typist.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -262,6 +264,37 @@ TEST_F(SetReader, pinFollowsOnTheSameInput_bothArrive)
     EXPECT_TRUE(set_reader(&context, QString()));
     EXPECT_TRUE(set_pin(&context, QString()));
     EXPECT_EQ(settings(), (PlainRecord{{"Reader", "Beta"}, {"Pin", "12345678"}}));
+}
+
+TEST_F(SetReader, hostReadsWithoutWaiting_answerIsWaitedFor)
+{
+    struct Row {
+        const char* condition;
+        const char* waiting;
+        const char* later;
+        const char* reader;
+    };
+    const Row table[] = {
+        {"whole line later", "", "1\n", "Beta"},
+        {"rest of the line later", "0", "2\n", "Gamma"},
+        {"whole line there", "1\n", "", "Beta"},
+        {"bad answer there, good one later", "x\n", "2\n", "Gamma"},
+        {"end of input later", "", "", "Alfa"},
+    };
+    for (const Row& row : table) {
+        SCOPED_TRACE(row.condition);
+        setScript({call("mvGetReaderName").writing({"Alfa|Beta|Gamma|"})});
+        Typist typist(row.waiting, "0) Alfa\n", row.later);
+        const int flags = fcntl(STDIN_FILENO, F_GETFL);
+        ASSERT_EQ(fcntl(STDIN_FILENO, F_SETFL, flags | O_NONBLOCK), 0);
+        EXPECT_TRUE(set_reader(&context, QString()));
+        EXPECT_EQ(fcntl(STDIN_FILENO, F_GETFL), flags | O_NONBLOCK);
+        EXPECT_EQ(settings()["Reader"], row.reader);
+        typist.shown();
+        char rest = 0;
+        EXPECT_EQ(read(STDIN_FILENO, &rest, 1), 0) << "left over: " << rest;
+        EXPECT_EQ(stepsLeftOver(), std::vector<std::string>{});
+    }
 }
 
 TEST_F(SetReader, standardInputClosed_countsAsAnEmptyLine)

@@ -133,6 +133,82 @@ TEST_F(PinOnTerminal, stoppedAndContinued_echoIsOnOnlyWhileStopped)
     EXPECT_THAT(terminal.screen(), Not(HasSubstr("1234")));
 }
 
+// No process sees SIGSTOP come, so only the shell can show input again.
+TEST_F(PinOnTerminal, stoppedUncatchably_echoIsOffAgainOnceContinued)
+{
+    Terminal terminal([] { return askFor(QStringLiteral("12345678")); });
+    terminal.waitForText(pinPrompt);
+    for (int i = 0; i < 2; ++i) {
+        terminal.waitForEcho(false);
+        terminal.signal(SIGSTOP);
+        EXPECT_EQ(terminal.nextChange(), "stopped");
+        terminal.moveToBackground();
+        terminal.setSettings(terminal.firstSettings());
+        terminal.moveToForeground();
+        terminal.signal(SIGCONT);
+        EXPECT_EQ(terminal.nextChange(), "continued");
+    }
+    terminal.waitForEcho(false);
+    terminal.type("12345678\n");
+    EXPECT_EQ(terminal.nextChange(), "exited 0");
+    EXPECT_TRUE(areSame(terminal.settings(), terminal.firstSettings()));
+    EXPECT_THAT(terminal.screen(), Not(HasSubstr("1234")));
+}
+
+// What a shell sets while it edits its own command line.
+termios lineEditing(termios settings)
+{
+    settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ICANON);
+    return settings;
+}
+
+TEST_F(PinOnTerminal, deadlySignalInTheBackground_endsTheProcessAndTheTerminalIsNotTouched)
+{
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+        for (const bool stoppedBefore : {false, true}) {
+            SCOPED_TRACE(std::string(strsignal(number)) +
+                         (stoppedBefore ? ", stopped before" : ""));
+            Terminal terminal([] { return askFor(QString()); });
+            terminal.waitForText(pinPrompt);
+            terminal.waitForEcho(false);
+            if (stoppedBefore) {
+                terminal.signal(SIGSTOP);
+                EXPECT_EQ(terminal.nextChange(), "stopped");
+            }
+            terminal.moveToBackground();
+            const termios shells = lineEditing(terminal.firstSettings());
+            terminal.setSettings(shells);
+            if (stoppedBefore) {
+                terminal.signal(SIGCONT);
+                EXPECT_EQ(terminal.nextChange(), "continued");
+            }
+            terminal.signal(number);
+            EXPECT_EQ(terminal.nextChange(), "killed " + std::to_string(number));
+            EXPECT_TRUE(areSame(terminal.settings(), shells));
+        }
+    }
+}
+
+TEST_F(PinOnTerminal, startedInTheBackground_echoIsOffOnceInTheForeground)
+{
+    Terminal terminal([] {
+        // Until the shell has taken the terminal.
+        while (tcgetpgrp(STDIN_FILENO) == getpgrp())
+            usleep(1000);
+        return askFor(QStringLiteral("12345678"));
+    });
+    terminal.moveToBackground();
+    terminal.waitForText(pinPrompt);
+    EXPECT_TRUE(areSame(terminal.settings(), terminal.firstSettings()));
+    terminal.moveToForeground();
+    terminal.signal(SIGCONT);
+    terminal.waitForEcho(false);
+    terminal.type("12345678\n");
+    EXPECT_EQ(terminal.nextChange(), "exited 0");
+    EXPECT_TRUE(areSame(terminal.settings(), terminal.firstSettings()));
+    EXPECT_THAT(terminal.screen(), Not(HasSubstr("1234")));
+}
+
 TEST_F(PinOnTerminal, signalIgnoredByTheHost_staysIgnored)
 {
     Terminal terminal([] {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace support {
@@ -60,6 +61,13 @@ Step Step::observing(std::function<void()> observer) const
     return step;
 }
 
+Step Step::spoiling() const
+{
+    Step step = *this;
+    step.m_spoils = true;
+    return step;
+}
+
 const std::string& Step::output(std::size_t index) const
 {
     static const std::string nothing;
@@ -70,6 +78,14 @@ void Step::observe() const
 {
     if (m_observer)
         m_observer();
+}
+
+void Step::spoil(const std::vector<char*>& texts) const
+{
+    for (char* text : texts) {
+        if (m_spoils)
+            std::fill_n(text, std::strlen(text), '?');
+    }
 }
 
 Step call(const std::string& function)

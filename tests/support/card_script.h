@@ -43,12 +43,16 @@ public:
     Step writing(std::vector<std::string> outputs) const;
     Step reading(CardContents contents) const;
     Step observing(std::function<void()> observer) const;
+    // The function then spoils every text that it is handed and could write into.
+    Step spoiling() const;
 
     const std::string& function() const { return m_function; }
     int result() const { return m_result; }
     const std::string& output(std::size_t index) const;
     const std::optional<CardContents>& contents() const { return m_contents; }
     void observe() const;
+    // For the fakes: does what spoiling() asked for.
+    void spoil(const std::vector<char*>& texts) const;
 
 private:
     std::string m_function;
@@ -56,6 +60,7 @@ private:
     std::vector<std::string> m_outputs;
     std::optional<CardContents> m_contents;
     std::function<void()> m_observer;
+    bool m_spoils = false;
 };
 
 Step call(const std::string& function);

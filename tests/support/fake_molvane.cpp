@@ -21,9 +21,10 @@ int mvGetReaderName(char* names, long* length)
 
 int mvInitializeFromATRLite(char* reader, char* atrTable, char* applicationFolder)
 {
-    return takeStep("mvInitializeFromATRLite",
-                    {shown(reader), shown(atrTable), shown(applicationFolder)})
-        .result();
+    const Step step = takeStep("mvInitializeFromATRLite",
+                               {shown(reader), shown(atrTable), shown(applicationFolder)});
+    step.spoil({reader, atrTable, applicationFolder});
+    return step.result();
 }
 
 int mvIsCNSINCARD()
@@ -51,6 +52,7 @@ int mvGetPKCS11FromATRLite(char* reader, char* module, char* atrTable)
     const Step step = takeStep("mvGetPKCS11FromATRLite", {shown(reader), shown(atrTable)});
     expectZeroed(module, 64, "the module name");
     write(module, 64, step.output(0));
+    step.spoil({reader, atrTable});
     return step.result();
 }
 

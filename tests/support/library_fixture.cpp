@@ -30,10 +30,11 @@ void resetVariables()
     RENEWLOGFILE.close();
     RENEWLOGFILE.setFileName(QString());
 
-    for (QString* text :
-         {&ATRini, &ErrorMessage, &fiscalCode, &BriskoSettingFile, &userProxy, &pwdProxy,
-          &nameProxy, &portProxy, &dateExpiryCNS, &scadenzaCertCNS, &URL_RINNOVO})
+    for (QString* text : {&ATRini, &BriskoSettingFile})
         *text = QString();
+    for (QString* text : {&ErrorMessage, &fiscalCode, &userProxy, &pwdProxy, &nameProxy, &portProxy,
+                          &dateExpiryCNS, &scadenzaCertCNS, &URL_RINNOVO})
+        *text = QStringLiteral("");
     nomeLibreria = QStringLiteral("TarveloQT");
     versioneLibreria = QStringLiteral("1.0.4");
     signCertificate = QByteArray();

@@ -9,11 +9,14 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <thread>
 
 namespace support {
@@ -51,6 +54,29 @@ std::string readLine(int descriptor)
     return line;
 }
 
+// The terminal and the two process groups that it can belong to, for the leader's signal handler.
+int jobTerminal = -1;
+pid_t jobGroup = -1;
+constexpr int takeTerminal = SIGUSR1;
+constexpr int giveTerminal = SIGUSR2;
+
+void handTerminalOver(int number)
+{
+    const int savedErrno = errno;
+    if (tcsetpgrp(jobTerminal, number == giveTerminal ? jobGroup : getpgrp()) != 0)
+        _exit(EXIT_FAILURE);
+    errno = savedErrno;
+}
+
+pid_t waitForChange(pid_t child, int& status)
+{
+    pid_t changed = -1;
+    do {
+        changed = waitpid(child, &status, WUNTRACED | WCONTINUED);
+    } while (changed == -1 && errno == EINTR);
+    return changed;
+}
+
 // The leader of the session: starts the job in the foreground and reports what becomes of it.
 [[noreturn]] void leadSession(int terminal, int changes, const std::function<int()>& job)
 {
@@ -74,12 +100,16 @@ std::string readLine(int descriptor)
     }
     setpgid(child, child);
     tcsetpgrp(terminal, child);
+    jobTerminal = terminal;
+    jobGroup = child;
+    ::signal(takeTerminal, handTerminalOver);
+    ::signal(giveTerminal, handTerminalOver);
     say(changes, std::to_string(child));
     if (write(start[1], "g", 1) != 1)
         _exit(EXIT_FAILURE);
     int status = 0;
     do {
-        if (waitpid(child, &status, WUNTRACED | WCONTINUED) != child)
+        if (waitForChange(child, status) != child)
             _exit(EXIT_FAILURE);
         say(changes, describe(status));
     } while (!WIFEXITED(status) && !WIFSIGNALED(status));
@@ -97,6 +127,7 @@ Terminal::Terminal(const std::function<int()>& job)
         ADD_FAILURE() << "no pseudo-terminal";
         return;
     }
+    m_firstSettings = settings();
     m_changes = changes[0];
     m_leader = fork();
     if (m_leader == 0) {
@@ -143,11 +174,22 @@ void Terminal::waitForText(const std::string& text)
     m_seen = found + text.size();
 }
 
-bool Terminal::echoes() const
+termios Terminal::settings() const
 {
     termios settings{};
     EXPECT_EQ(tcgetattr(m_userSide, &settings), 0);
-    return (settings.c_lflag & ECHO) != 0;
+    return settings;
+}
+
+void Terminal::setSettings(const termios& settings) const
+{
+    EXPECT_EQ(tcsetattr(m_userSide, TCSANOW, &settings), 0);
+    EXPECT_TRUE(areSame(this->settings(), settings));
+}
+
+bool Terminal::echoes() const
+{
+    return (settings().c_lflag & ECHO) != 0;
 }
 
 void Terminal::waitForEcho(bool expected)
@@ -158,6 +200,27 @@ void Terminal::waitForEcho(bool expected)
         std::this_thread::sleep_for(std::chrono::milliseconds(pollMs));
     }
     ADD_FAILURE() << "the terminal's echo is still " << (expected ? "off" : "on");
+}
+
+void Terminal::moveToBackground()
+{
+    moveTerminal(takeTerminal, m_leader);
+}
+
+void Terminal::moveToForeground()
+{
+    moveTerminal(giveTerminal, m_job);
+}
+
+void Terminal::moveTerminal(int signalToLeader, pid_t newOwner) const
+{
+    EXPECT_EQ(kill(m_leader, signalToLeader), 0);
+    for (int waited = 0; waited < patienceMs; waited += pollMs) {
+        if (tcgetpgrp(m_terminal) == newOwner)
+            return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(pollMs));
+    }
+    ADD_FAILURE() << "the terminal was not handed over";
 }
 
 void Terminal::type(const std::string& keys)
@@ -183,6 +246,13 @@ std::string Terminal::screen()
     while (readSome(0)) {
     }
     return m_screen;
+}
+
+bool areSame(const termios& one, const termios& other)
+{
+    return one.c_iflag == other.c_iflag && one.c_oflag == other.c_oflag &&
+           one.c_cflag == other.c_cflag && one.c_lflag == other.c_lflag &&
+           std::equal(std::begin(one.c_cc), std::end(one.c_cc), std::begin(other.c_cc));
 }
 
 }  // namespace support

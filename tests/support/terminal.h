@@ -5,6 +5,7 @@
 #define TARVELOQT_TESTS_SUPPORT_TERMINAL_H
 
 #include <sys/types.h>
+#include <termios.h>
 
 #include <functional>
 #include <string>
@@ -27,6 +28,16 @@ public:
     void waitForEcho(bool echoes);
     bool echoes() const;
 
+    // The terminal's settings, before the job started and now. The shell puts its own in place
+    // whenever its job is not in the foreground.
+    const termios& firstSettings() const { return m_firstSettings; }
+    termios settings() const;
+    void setSettings(const termios& settings) const;
+
+    // Has the shell take the terminal from the job, and give it back.
+    void moveToBackground();
+    void moveToForeground();
+
     void type(const std::string& keys);
     void signal(int number) const;
 
@@ -39,15 +50,20 @@ public:
 
 private:
     bool readSome(int timeoutMs);
+    void moveTerminal(int signalToLeader, pid_t newOwner) const;
 
     int m_terminal = -1;
     int m_userSide = -1;
     int m_changes = -1;
     pid_t m_leader = -1;
     pid_t m_job = -1;
+    termios m_firstSettings{};
     std::string m_screen;
     std::size_t m_seen = 0;
 };
+
+// Whether every setting is the same.
+bool areSame(const termios& one, const termios& other);
 
 }  // namespace support
 
