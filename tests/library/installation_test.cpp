@@ -27,11 +27,6 @@ std::string labelSearchLines(const std::string& reader, int result)
            std::to_string(result) + "\n";
 }
 
-std::string labelLines(const std::string& labelPra, const std::string& labelAut)
-{
-    return "[*]: FREE-CKAID PRA: " + labelPra + "\n[*]: FREE-CKAID AUT: " + labelAut + "\n";
-}
-
 const char* const notFound = "[*]: Tarvelo_install_cert Cert_ID non trovato\n";
 const char* const rescueFound = "[*]: Tarvelo_install_cert Rescue cert TROVATO!\n";
 const char* const rescueNotFound = "[*]: Tarvelo_install_cert Rescue cert non trovato\n";

@@ -29,11 +29,6 @@ std::string labelSearchLines(const std::string& reader, int result)
            std::to_string(result) + "\n";
 }
 
-std::string labelLines(const std::string& labelPra, const std::string& labelAut)
-{
-    return "[*]: FREE-CKAID PRA: " + labelPra + "\n[*]: FREE-CKAID AUT: " + labelAut + "\n";
-}
-
 const std::string success = "[*]: Funzione Tarvelo_gen_p10_by_certid: terminata con Successo!\n";
 const std::string failure = "[*]: Funzione Tarvelo_gen_p10_by_certid: terminata con Errore..\n";
 

@@ -29,6 +29,12 @@ private:
     PlainContext m_before;
 };
 
+// The two lines that show the labels, as a masked log has them.
+inline std::string labelLines(const std::string& labelPra, const std::string& labelAut)
+{
+    return "[*]: FREE-CKAID PRA: " + labelPra + "\n[*]: FREE-CKAID AUT: " + labelAut + "\n";
+}
+
 }  // namespace support
 
 #endif
