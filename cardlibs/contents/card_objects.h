@@ -42,8 +42,8 @@ struct CardObjects {
     std::vector<CertificateObject> certificates;
     std::vector<KeyObject> privateKeys;
     std::vector<KeyObject> publicKeys;
-    // Labels of all objects, of whatever class.
-    std::set<std::string> labels;
+    // The label of each object, of whatever class.
+    std::multiset<std::string> labels;
 };
 
 // Reads all objects of the session. A private key that hides its public part gets that of the

@@ -59,7 +59,7 @@ std::optional<KeyLabel> parseKeyLabel(const std::string& text)
     return std::nullopt;
 }
 
-KeyLabel lowestFreeLabel(Kind kind, const std::set<std::string>& labels)
+KeyLabel lowestFreeLabel(Kind kind, const std::multiset<std::string>& labels)
 {
     KeyLabel label{kind, 0};
     while (kind != Kind::cns && labels.count(label.text()) != 0)

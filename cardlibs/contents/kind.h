@@ -36,7 +36,7 @@ std::optional<KeyLabel> parseKeyLabel(const std::string& text);
 
 // The lowest number from 0 that no object bears; "CNS0" for the CNS kind, whose position two pairs
 // may share.
-KeyLabel lowestFreeLabel(Kind kind, const std::set<std::string>& labels);
+KeyLabel lowestFreeLabel(Kind kind, const std::multiset<std::string>& labels);
 
 // Kind of a certificate whose object and private key bear these labels; nothing for authorities and
 // for certificates of no use to a renewal.

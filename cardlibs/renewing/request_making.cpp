@@ -73,56 +73,62 @@ const PendingPair* reusablePair(const CardContents& contents, const CertifiedPai
 
 contents::KeyLabel labelForNewPair(const CardContents& contents, const contents::KeyLabel& wanted)
 {
-    const std::set<std::string>& labels = contents.objects().labels;
+    const std::multiset<std::string>& labels = contents.objects().labels;
     if (wanted.kind == contents::Kind::cns || labels.count(wanted.text()) == 0)
         return wanted;
     return contents::lowestFreeLabel(wanted.kind, labels);
 }
 
-SigningKey keyForRequest(token::Session& session, const readers::CardPlace& place,
-                         const CardContents& contents, const CertifiedPair& renewed,
-                         const RequestOrder& order, const Bytes& subject,
-                         const std::vector<CK_MECHANISM_TYPE>& mechanisms)
+struct KeyForRequest {
+    SigningKey key;
+    std::optional<contents::KeyLabel> newPair;
+};
+
+KeyForRequest keyForRequest(token::Session& session, const readers::CardPlace& place,
+                            const CardContents& contents, const CertifiedPair& renewed,
+                            const RequestOrder& order, const Bytes& subject,
+                            const std::vector<CK_MECHANISM_TYPE>& mechanisms)
 {
     const x509::Certificate& certificate = renewed.certificate->certificate;
     const KeySpec spec = keySpecFor(certificate);
     if (const PendingPair* pair = reusablePair(contents, renewed, spec)) {
         const contents::KeyObject& key = *pair->privateKey;
-        return {key.handle, *key.publicKey, key.wantsPinEachTime};
+        return {{key.handle, *key.publicKey, key.wantsPinEachTime}, std::nullopt};
     }
     // The new key signs like the old one; without a mechanism for that it would be of no use.
     KeySigner::requireMechanism(*certificate.publicKey(), mechanisms);
     checkRoomFor(spec, certificate, place, mechanisms);
     const x509::KeyUsage& usage = certificate.keyUsage();
+    const contents::KeyLabel label = labelForNewPair(contents, order.label);
     NewKey wanted;
-    wanted.label = labelForNewPair(contents, order.label).text();
+    wanted.label = label.text();
     wanted.id = contents::newLink(certificate);
     wanted.subject = subject;
     wanted.isForDecryption = usage.keyEncipherment || usage.dataEncipherment;
-    return makeKey(session, spec, wanted);
+    return {makeKey(session, spec, wanted), label};
 }
 
 }  // namespace
 
-std::string makeRequest(token::Session& session, const readers::CardPlace& place,
-                        const RequestOrder& order, const char* pin)
+MadeRequest makeRequest(token::Session& session, const readers::CardPlace& place,
+                        const CardContents& contents, const RequestOrder& order, const char* pin)
 {
-    const CardContents contents(contents::readObjects(session));
     const CertifiedPair& renewed = certificateToRenew(contents, order);
     const x509::Certificate& certificate = renewed.certificate->certificate;
     const Bytes subject = subjectFor(certificate, order.subjectText);
     const std::vector<CK_MECHANISM_TYPE> mechanisms = place.module->mechanisms(place.slot);
-    const SigningKey key =
+    const KeyForRequest use =
         keyForRequest(session, place, contents, renewed, order, subject, mechanisms);
-    KeySigner signer(session, key, mechanisms, pin);
-    std::string request =
-        x509::buildRequest(subject, key.publicKey, certificate,
-                           [&](const Bytes& toSign) { return signer.sign(toSign); });
-    if (request.empty())
+    KeySigner signer(session, use.key, mechanisms, pin);
+    MadeRequest made;
+    made.newPair = use.newPair;
+    made.pem = x509::buildRequest(subject, use.key.publicKey, certificate,
+                                  [&](const Bytes& toSign) { return signer.sign(toSign); });
+    if (made.pem.empty())
         throw CardError(fault::requestNotValid);
-    if (request.size() > longestRequest)
+    if (made.pem.size() > longestRequest)
         throw CardError(fault::requestTooLong);
-    return request;
+    return made;
 }
 
 }  // namespace cardlibs::renewing

@@ -6,6 +6,7 @@
 #include "cardlibs/contents/card_contents.h"
 #include "cardlibs/readers/reader_directory.h"
 
+#include <optional>
 #include <string>
 
 namespace cardlibs::renewing {
@@ -22,11 +23,18 @@ struct RequestOrder {
     std::string subjectText;
 };
 
-// On a read-write session that is logged in. A pending pair that is to replace this certificate is
-// used again, otherwise one is made. Gives PEM. Throws CardError; a pair that was made by then
-// stays on the card, pending.
-std::string makeRequest(token::Session& session, const readers::CardPlace& place,
-                        const RequestOrder& order, const char* pin);
+struct MadeRequest {
+    std::string pem;
+    // Label of the pair that was made for it; absent when a pending one is used again.
+    std::optional<contents::KeyLabel> newPair;
+};
+
+// On a read-write session that is logged in and has just read the contents. A pending pair that is
+// to replace this certificate is used again, otherwise one is made. Throws CardError; a pair that
+// was made by then stays on the card, pending.
+MadeRequest makeRequest(token::Session& session, const readers::CardPlace& place,
+                        const contents::CardContents& contents, const RequestOrder& order,
+                        const char* pin);
 
 }  // namespace cardlibs::renewing
 

@@ -46,9 +46,21 @@ OpenCard openCard(const std::string& reader, Access access, const char* pin)
     return card;
 }
 
-NewKeyLabels labelsOf(const CardContents& contents)
+// At most one card's: that of the last reading or request.
+std::optional<LabelMemory>& labelMemory()
 {
-    return {contents.nextLabel(Kind::signature), contents.nextLabel(Kind::authentication)};
+    static std::optional<LabelMemory> memory;
+    return memory;
+}
+
+const NewKeyLabels& remember(const OpenCard& card, const std::string& reader,
+                             const CardContents& contents,
+                             const std::optional<contents::KeyLabel>& newPair = std::nullopt)
+{
+    LabelMemory& memory = labelMemory().emplace(memoryOf(contents, newPair));
+    memory.reader = reader;
+    memory.tokenSerialNumber = card.place.info.serialNumber;
+    return memory.labels;
 }
 
 const std::string& renewalReader()
@@ -75,7 +87,7 @@ Inventory readCard(const std::string& reader, const char* pin)
     const CardContents contents(contents::readObjects(*card.session));
     Inventory inventory;
     inventory.stores = contents::storesOf(contents, std::time(nullptr));
-    inventory.labels = labelsOf(contents);
+    inventory.labels = remember(card, reader, contents);
     inventory.hasPendingCns = contents.hasPending(Kind::cns);
     inventory.hasPendingSignature = contents.hasPending(Kind::signature);
     inventory.hasPendingAuthentication = contents.hasPending(Kind::authentication);
@@ -86,7 +98,12 @@ NewKeyLabels findLabels(const std::string& reader, const char* pin)
 {
     state::sharedState().renewalReader = reader;
     const OpenCard card = openCard(reader, Access::readOnly, pin);
-    return labelsOf(CardContents(contents::readObjects(*card.session)));
+    const std::optional<LabelMemory>& memory = labelMemory();
+    if (memory && memory->reader == reader &&
+        memory->tokenSerialNumber == card.place.info.serialNumber &&
+        stillHolds(*memory, *card.session))
+        return memory->labels;
+    return remember(card, reader, CardContents(contents::readObjects(*card.session)));
 }
 
 std::string requestCertificate(const std::string& label, const char* pin,
@@ -99,7 +116,11 @@ std::string requestCertificate(const std::string& label, const char* pin,
     if (order.certificateId.empty())
         throw CardError(fault::certificateNotOnCard);
     const OpenCard card = openCard(renewalReader(), Access::readWrite, pin);
-    return renewing::makeRequest(*card.session, card.place, order, pin);
+    const CardContents contents(contents::readObjects(*card.session));
+    renewing::MadeRequest made =
+        renewing::makeRequest(*card.session, card.place, contents, order, pin);
+    remember(card, renewalReader(), contents, made.newPair);
+    return std::move(made.pem);
 }
 
 void installCertificate(renewing::Saver saver, const char* pin, const std::string& replacedId,
@@ -111,6 +132,7 @@ void installCertificate(renewing::Saver saver, const char* pin, const std::strin
     order.issued = x509::parseIssued(x509::issuedBytes(issued));
     if (order.issued.empty())
         throw CardError(fault::issuedUnreadable);
+    labelMemory().reset();
     const OpenCard card = openCard(renewalReader(), Access::readWrite, pin);
     renewing::install(*card.session, card.place, order, pin, std::time(nullptr));
 }

@@ -6,15 +6,11 @@
 
 #include "cardlibs/contents/stores.h"
 #include "cardlibs/renewing/installation.h"
+#include "cardlibs/tarvelo/label_memory.h"
 
 #include <string>
 
 namespace cardlibs::tarvelo {
-
-struct NewKeyLabels {
-    std::string signature;
-    std::string authentication;
-};
 
 struct Inventory {
     contents::Stores stores;
@@ -28,7 +24,8 @@ struct Inventory {
 
 Inventory readCard(const std::string& reader, const char* pin);
 
-// Remembers the reader for the two below.
+// Remembers the reader for the two below. Reads the card only when it is not as it was at the last
+// look.
 NewKeyLabels findLabels(const std::string& reader, const char* pin);
 
 // PEM. label: "DS" + n, "AUT" + n or "CNS0"; certificateId: hexadecimal.

@@ -374,37 +374,55 @@ TEST_F(CardBehaviour, removal_privateKeyThenPublicKeyThenCertificate)
     EXPECT_EQ(left, (std::vector<std::string>{"cert priv publ ", "cert publ ", "cert "}));
 }
 
-TEST_F(CardBehaviour, costs_callsAndLoginsOfEachOperation)
+// A card answers in tens of milliseconds, and a person waits for each of these calls.
+TEST_F(CardBehaviour, costs_callsAndLoginsOfARenewalWhateverElseLiesOnTheCard)
 {
     makeCard({"aut", "pra", "cns"});
-    const std::string name = reader();
-    // Hosts list the readers first, which makes the module look at them.
     char names[1024] = {};
     long length = sizeof names;
+    // Hosts list the readers first, which makes the module look at them.
     ASSERT_EQ(mvGetReaderName(names, &length), 1);
-    constexpr std::size_t objects = 9;
-    const auto counted = [&](auto&& operation) {
-        proxy().calls.clear();
-        operation();
-        EXPECT_EQ(proxy().count("C_Login"), 1u);
-        EXPECT_EQ(lastError().number, 0);
-        return proxy().calls.size();
-    };
-    ReadResult card;
-    EXPECT_LE(counted([&] { card = readCerts(name, cardPin); }), 13 + objects);
-    EXPECT_LE(counted([&] { findFreeLabels(name, cardPin); }), 13 + objects);
-    const auto& descriptor = card.aut.at(0);
-    RequestResult made;
-    EXPECT_LE(counted([&] {
-                  made = createRequest(Function::aut, "AUT1", cardPin, descriptor[ckaIdField],
-                                       descriptor[subjectField]);
-              }),
-              20 + objects);
-    const std::string issued = issue(made.pem);
-    EXPECT_LE(counted([&] {
-                  saveCertificate(Function::aut, cardPin, descriptor[ckaIdField], "AUT1", issued);
-              }),
-              21 + objects + 2);
+    const std::string name = reader();
+    std::size_t pairs = 3;
+    for (const std::size_t wanted : {3u, 6u, 12u}) {
+        SCOPED_TRACE(wanted);
+        // Certified, pending and foreign ones in turn.
+        for (; pairs < wanted; ++pairs) {
+            const int number = static_cast<int>(pairs) + 1;
+            if (pairs % 3 == 0)
+                addCertificate("pra", number);
+            else
+                addKey(pairWithoutCertificate(
+                    pairs % 3 == 1 ? "AUT" + std::to_string(number) : "ssh", number));
+        }
+        const auto counted = [&](std::size_t logins, auto&& operation) {
+            proxy().calls.clear();
+            operation();
+            EXPECT_EQ(proxy().count("C_Login"), logins);
+            EXPECT_EQ(lastError().number, 0) << lastError().text;
+            return proxy().calls.size();
+        };
+        ReadResult card;
+        EXPECT_LE(counted(1, [&] { card = readCerts(name, cardPin); }), 16 + 3 * wanted);
+        const auto& descriptor = card.aut.at(0);
+        RequestResult made;
+        EXPECT_LE(counted(2,
+                          [&] {
+                              const LabelResult free = findFreeLabels(name, cardPin);
+                              made =
+                                  createRequest(Function::aut, free.aut, cardPin,
+                                                descriptor[ckaIdField], descriptor[subjectField]);
+                          }),
+                  40 + 3 * wanted);
+        const std::string issued = issue(made.pem);
+        EXPECT_LE(counted(2,
+                          [&] {
+                              const LabelResult free = findFreeLabels(name, cardPin);
+                              saveCertificate(Function::aut, cardPin, descriptor[ckaIdField],
+                                              free.aut, issued);
+                          }),
+                  50 + 3 * wanted);
+    }
 }
 
 TEST_F(CardBehaviour, onceDone_noSessionIsOpen)

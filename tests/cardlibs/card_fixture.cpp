@@ -42,6 +42,15 @@ TemporaryFolder::~TemporaryFolder()
     std::filesystem::remove_all(m_path, ignored);
 }
 
+softcard::CertifiedKeyOrder pairWithoutCertificate(const std::string& label, int number)
+{
+    auto order = softcard::orderFor(softcard::findKind("aut"), number, softcard::KeyType::p256, 30);
+    order.label = label;
+    order.id = {1, 2, static_cast<unsigned char>(number)};
+    order.subject = {{"2.5.4.3", "Un altro"}};
+    return order;
+}
+
 CardFixture::CardFixture()
     : m_folder(m_temporary.path() / "card")
 {

@@ -36,6 +36,10 @@ private:
     std::filesystem::path m_path;
 };
 
+// A pair that nobody has asked a certificate for: pending under one of our labels, somebody else's
+// under any other. number: below 256, for its CKA_ID.
+softcard::CertifiedKeyOrder pairWithoutCertificate(const std::string& label, int number);
+
 class CardFixture : public ::testing::Test {
 protected:
     CardFixture();
