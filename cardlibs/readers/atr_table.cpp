@@ -25,6 +25,7 @@ struct Reading {
     std::istream& stream;
     AtrTable& table;
     int line = 0;
+    int sectionLine = 0;
     std::optional<Draft> draft;
 };
 
@@ -52,15 +53,6 @@ std::optional<unsigned long> parseCount(const std::string& value)
     if (error != std::errc() || stopped != end || count == 0)
         return std::nullopt;
     return count;
-}
-
-// ISO/IEC 7816-3: an ATR has 2 to 33 bytes.
-std::optional<Bytes> parseAtr(const std::string& value)
-{
-    std::optional<Bytes> atr = parseHexadecimal(value);
-    if (atr && (atr->size() < 2 || atr->size() > 33))
-        return std::nullopt;
-    return atr;
 }
 
 template <typename Value>
@@ -99,6 +91,8 @@ std::string takeValue(TableEntry& entry, const std::string& key, const std::stri
         return assignLimit(entry.limits.ecBits, value);
     if (key == "certificate_bytes")
         return assignLimit(entry.limits.certificateBytes, value);
+    if (entry.kind != EntryKind::softwareToken && key == "token_label")
+        return assign(entry.tokenLabel, std::optional(value), "");
     if (entry.kind == EntryKind::card && key == "atr")
         return assign(entry.atr, parseAtr(value), atrBytes);
     if (entry.kind == EntryKind::card && key == "atr_mask")
@@ -152,7 +146,7 @@ void startDraft(Reading& reading, const std::string& section)
 {
     Draft draft;
     draft.section = section;
-    draft.entry.line = reading.line;
+    draft.entry.line = reading.sectionLine;
     const std::size_t blank = section.find(' ');
     const std::string word = section.substr(0, blank);
     draft.entry.title = blank == std::string::npos ? "" : section.substr(blank + 1);
@@ -163,8 +157,8 @@ void startDraft(Reading& reading, const std::string& section)
     else if (section == "default")
         draft.entry.kind = EntryKind::otherCards;
     else
-        draft.complaint =
-            TableComplaint{reading.line, "a section is [card NAME], [software NAME] or [default]"};
+        draft.complaint = TableComplaint{reading.sectionLine,
+                                         "a section is [card NAME], [software NAME] or [default]"};
     reading.draft = std::move(draft);
 }
 
@@ -177,6 +171,10 @@ char* nextLine(char* buffer, int size, void* stream)
         return nullptr;
     ++reading.line;
     line = lineWithoutEnd(std::move(line));
+    // inih tells of a section only at its first key.
+    if (const std::size_t first = line.find_first_not_of(" \t");
+        first != std::string::npos && line[first] == '[')
+        reading.sectionLine = reading.line;
     if (line.size() + 2 > static_cast<std::size_t>(size)) {
         if (reading.draft && !reading.draft->complaint)
             reading.draft->complaint = TableComplaint{reading.line, "the line is too long"};
@@ -209,6 +207,15 @@ int takeLine(void* user, const char* section, const char* key, const char* value
 
 }  // namespace
 
+// ISO/IEC 7816-3: an ATR has 2 to 33 bytes.
+std::optional<Bytes> parseAtr(const std::string& text)
+{
+    std::optional<Bytes> atr = parseHexadecimal(text);
+    if (atr && (atr->size() < 2 || atr->size() > 33))
+        return std::nullopt;
+    return atr;
+}
+
 bool TableEntry::matchesToken(const std::string& tokenManufacturer,
                               const std::string& tokenModel) const
 {
@@ -226,42 +233,64 @@ bool TableEntry::matchesAtr(const Bytes& cardAtr) const
     return true;
 }
 
-const TableEntry* AtrTable::findToken(const std::string& manufacturer,
-                                      const std::string& model) const
+Match AtrTable::matchToken(const std::string& manufacturer, const std::string& model) const
 {
     const auto found = std::find_if(entries.begin(), entries.end(), [&](const TableEntry& entry) {
         return entry.matchesToken(manufacturer, model);
     });
-    return found == entries.end() ? nullptr : &*found;
+    if (found == entries.end())
+        return {};
+    return {&*found, MatchReason::manufacturerAndModel};
+}
+
+Match AtrTable::matchCard(const Bytes& atr) const
+{
+    Match masked;
+    Match other;
+    for (const TableEntry& entry : entries) {
+        if (entry.kind == EntryKind::card && entry.atr == atr)
+            return {&entry, MatchReason::exactAtr};
+        if (masked.entry == nullptr && entry.matchesAtr(atr))
+            masked = {&entry, MatchReason::maskedAtr};
+        if (other.entry == nullptr && entry.kind == EntryKind::otherCards)
+            other = {&entry, MatchReason::otherCards};
+    }
+    return masked.entry != nullptr ? masked : other;
+}
+
+const TableEntry* AtrTable::findToken(const std::string& manufacturer,
+                                      const std::string& model) const
+{
+    return matchToken(manufacturer, model).entry;
 }
 
 const TableEntry* AtrTable::findCard(const Bytes& atr) const
 {
-    const TableEntry* masked = nullptr;
-    const TableEntry* other = nullptr;
-    for (const TableEntry& entry : entries) {
-        if (entry.kind == EntryKind::card && entry.atr == atr)
-            return &entry;
-        if (masked == nullptr && entry.matchesAtr(atr))
-            masked = &entry;
-        if (other == nullptr && entry.kind == EntryKind::otherCards)
-            other = &entry;
-    }
-    return masked != nullptr ? masked : other;
+    return matchCard(atr).entry;
+}
+
+std::string AtrTable::complaintText(const TableComplaint& complaint) const
+{
+    return path + ":" + std::to_string(complaint.line) + ": " + complaint.reason;
 }
 
 std::string AtrTable::firstComplaint() const
 {
-    if (complaints.empty())
-        return {};
-    return path + ":" + std::to_string(complaints.front().line) + ": " + complaints.front().reason;
+    return complaints.empty() ? std::string() : complaintText(complaints.front());
+}
+
+void AtrTable::requireEntries() const
+{
+    if (entries.empty())
+        throw state::CardError(state::fault::tableUnreadable,
+                               complaints.empty() ? path : firstComplaint());
 }
 
 AtrTable parseAtrTable(std::istream& stream, const std::string& path)
 {
     AtrTable table;
     table.path = path;
-    Reading reading{stream, table, 0, std::nullopt};
+    Reading reading{stream, table, 0, 0, std::nullopt};
     const int brokenLine = ini_parse_stream(nextLine, &reading, takeLine, &reading);
     finishDraft(reading);
     if (brokenLine > 0)
@@ -271,15 +300,18 @@ AtrTable parseAtrTable(std::istream& stream, const std::string& path)
     return table;
 }
 
-AtrTable readAtrTable(const std::string& path)
+AtrTable openAtrTable(const std::string& path)
 {
     std::ifstream file(path);
     if (!file)
         throw state::CardError(state::fault::tableUnreadable, path);
-    AtrTable table = parseAtrTable(file, path);
-    if (table.entries.empty())
-        throw state::CardError(state::fault::tableUnreadable,
-                               table.complaints.empty() ? path : table.firstComplaint());
+    return parseAtrTable(file, path);
+}
+
+AtrTable readAtrTable(const std::string& path)
+{
+    AtrTable table = openAtrTable(path);
+    table.requireEntries();
     return table;
 }
 

@@ -5,6 +5,7 @@
 
 #include "cardlibs/bytes.h"
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -14,7 +15,11 @@ enum class PcscService { running, stopped, refusing, failing };
 
 struct PcscReader {
     std::string name;
+    // False when the service could not tell what follows.
+    bool isStateKnown = false;
     bool hasCard = false;
+    // A program keeps the card to itself.
+    bool isExclusive = false;
     // In the reader but not answering, most often because it was put in the wrong way round.
     bool isMute = false;
     // Empty without a card that answers.
@@ -27,8 +32,13 @@ struct PcscListing {
     std::vector<PcscReader> readers;
 };
 
-// Asks the service afresh; never throws, never waits for a card.
-PcscListing listPcscReaders();
+// How long the service may take; one that starts on demand looks for its readers first.
+constexpr std::chrono::milliseconds servicePatience = std::chrono::seconds(10);
+
+// Asks the service afresh; never throws, never waits for a card. A service that has not answered in
+// time is failing. The question stays open then, in a thread of its own, and until it is answered
+// later calls find the service failing without waiting again.
+PcscListing listPcscReaders(std::chrono::milliseconds patience = servicePatience);
 
 }  // namespace cardlibs::readers
 

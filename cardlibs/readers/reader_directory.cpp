@@ -1,7 +1,6 @@
 #include "cardlibs/readers/reader_directory.h"
 
-#include "cardlibs/readers/pcsc_readers.h"
-#include "cardlibs/state/card_error.h"
+#include "cardlibs/readers/slot_choice.h"
 
 #include <algorithm>
 #include <optional>
@@ -15,12 +14,6 @@ namespace fault = state::fault;
 // What the module may do to see tokens that changed since it last looked.
 enum class Look { asItIs, afresh };
 
-struct FoundToken {
-    token::Module* module = nullptr;
-    CK_SLOT_ID slot = 0;
-    token::TokenInfo info;
-};
-
 std::vector<std::string> softwareModules(const AtrTable& table)
 {
     std::vector<std::string> modules;
@@ -31,11 +24,15 @@ std::vector<std::string> softwareModules(const AtrTable& table)
     return modules;
 }
 
-void collectTokens(token::Module& module, Look look, std::vector<FoundToken>& tokens)
+void prepare(token::Module& module, Look look)
 {
-    module.ensureInitialised();
-    if (look == Look::afresh)
-        module.reinitialise();
+    if (look == Look::asItIs || !module.reinitialise())
+        module.ensureInitialised();
+}
+
+void collectTokens(token::Module& module, Look look, std::vector<SoftwareToken>& tokens)
+{
+    prepare(module, look);
     for (const CK_SLOT_ID slot : module.slotsWithToken(look == Look::afresh)) {
         token::TokenInfo info;
         try {
@@ -45,87 +42,90 @@ void collectTokens(token::Module& module, Look look, std::vector<FoundToken>& to
             continue;
         }
         if (info.has(CKF_TOKEN_INITIALIZED))
-            tokens.push_back({&module, slot, std::move(info)});
+            tokens.push_back({softwareReaderName(info), &module, slot, std::move(info)});
     }
 }
 
-// A module that fails does not hide the tokens of the others; the first failure is kept.
-std::vector<FoundToken> softwareTokens(const AtrTable& table, Look look,
-                                       std::optional<CardError>& failure)
+// A module that fails does not hide the tokens of the others.
+std::vector<SoftwareToken> softwareTokens(const AtrTable& table, Look look,
+                                          std::vector<ModuleFailure>& failures)
 {
-    std::vector<FoundToken> tokens;
+    std::vector<SoftwareToken> tokens;
     for (const std::string& name : softwareModules(table)) {
         try {
             collectTokens(token::Module::load(name), look, tokens);
         } catch (const CardError& error) {
-            if (!failure)
-                failure = error;
+            failures.push_back({name, error});
         }
     }
     return tokens;
 }
 
 std::optional<CardPlace> softwareCard(const AtrTable& table, const std::string& readerName,
-                                      Look look, std::optional<CardError>& failure)
+                                      Look look, std::vector<ModuleFailure>& failures)
 {
-    std::vector<FoundToken> named;
-    for (FoundToken& token : softwareTokens(table, look, failure))
-        if (softwareReaderName(token.info) == readerName)
-            named.push_back(std::move(token));
-    if (named.empty())
+    const std::vector<SoftwareToken> tokens = softwareTokens(table, look, failures);
+    const auto named = std::find_if(tokens.begin(), tokens.end(), [&](const SoftwareToken& token) {
+        return token.readerName == readerName;
+    });
+    if (named == tokens.end())
         return std::nullopt;
-    if (named.size() > 1)
-        throw CardError(fault::readerAmbiguous, readerName);
-    FoundToken& token = named.front();
-    const TableEntry* entry = table.findToken(token.info.manufacturer, token.info.model);
-    if (entry == nullptr)
-        throw CardError(fault::unknownCard, table.firstComplaint());
-    return CardPlace{token.module, token.slot, *entry, std::move(token.info)};
+    CardPath path;
+    return followToCard(table, tokens, *named, path);
 }
-
-// PKCS #11 v2.40, CK_SLOT_INFO.
-constexpr std::size_t slotDescriptionSize = 64;
 
 std::vector<CK_SLOT_ID> slotsOf(token::Module& module, const std::string& readerName, Look look)
 {
-    module.ensureInitialised();
-    if (look == Look::afresh)
-        module.reinitialise();
+    prepare(module, look);
     std::vector<CK_SLOT_ID> slots;
     for (const CK_SLOT_ID slot : module.slotsWithToken(look == Look::afresh))
-        if (module.slotInfo(slot).description == readerName.substr(0, slotDescriptionSize))
+        if (slotDescription(module.slotInfo(slot).description) == slotDescription(readerName))
             slots.push_back(slot);
     return slots;
 }
 
-CardPlace cardInReader(const AtrTable& table, const PcscReader& reader)
+// The slots of two cards whose readers look alike to PKCS#11 cannot be told apart, and one of them
+// may be missing.
+bool hasTwin(const std::vector<PcscReader>& readers, const PcscReader& reader)
 {
-    if (!reader.hasCard)
-        throw CardError(CKR_TOKEN_NOT_PRESENT);
-    if (reader.isMute)
-        throw CardError(CKR_TOKEN_NOT_RECOGNIZED);
-    const TableEntry* entry = table.findCard(reader.atr);
-    if (entry == nullptr) {
-        const std::string complaint = table.firstComplaint();
-        throw CardError(fault::unknownCard, "ATR " + hexadecimal(reader.atr) +
-                                                (complaint.empty() ? "" : "; " + complaint));
-    }
-    token::Module& module = token::Module::load(entry->module);
-    for (const Look look : {Look::asItIs, Look::afresh}) {
-        const std::vector<CK_SLOT_ID> slots = slotsOf(module, reader.name, look);
-        if (slots.size() > 1)
-            throw CardError(fault::readerAmbiguous, reader.name);
-        if (!slots.empty())
-            return {&module, slots.front(), *entry, module.tokenInfo(slots.front())};
-    }
-    throw CardError(fault::slotNotFound, reader.name);
+    return std::any_of(readers.begin(), readers.end(), [&](const PcscReader& other) {
+        return other.hasCard && other.name != reader.name &&
+               slotDescription(other.name) == slotDescription(reader.name);
+    });
 }
 
-// A name that the list could not hold would be cut or taken for two.
-bool isListable(const std::string& name)
+// A card with several PINs shows as many tokens, one for each.
+CK_SLOT_ID chosenSlot(const CardPath& path)
 {
-    return !name.empty() && name.size() <= longestReaderName && name.find('|') == std::string::npos;
+    if (path.slots->size() == 1)
+        return path.slots->front();
+    std::vector<LabelledSlot> labelled;
+    for (const CK_SLOT_ID slot : *path.slots)
+        labelled.push_back({slot, path.module->tokenInfo(slot).label});
+    return labelled[chooseSlot(labelled, path.match->entry->tokenLabel)].slot;
 }
+
+const PcscReader* findReader(const std::vector<PcscReader>& readers, const std::string& readerName)
+{
+    const PcscReader* found = nullptr;
+    for (const PcscReader& reader : readers) {
+        if (reader.name == readerName)
+            return &reader;
+        if (listableName(reader.name) != readerName)
+            continue;
+        if (found != nullptr)
+            throw CardError(fault::readerAmbiguous, readerName);
+        found = &reader;
+    }
+    return found;
+}
+
+CardPlace placeAt(const CardPath& path)
+{
+    return {path.module, *path.slot, *path.match->entry, *path.token};
+}
+
+}  // namespace
 
 unsigned long faultOf(PcscService service)
 {
@@ -142,54 +142,125 @@ unsigned long faultOf(PcscService service)
     return fault::noReader;
 }
 
-}  // namespace
-
-std::string softwareReaderName(const token::TokenInfo& info)
+std::string listableName(std::string name)
 {
-    std::string name = info.label + " " + info.serialNumber;
     std::replace_if(
         name.begin(), name.end(), [](char c) { return c < 0x20 || c > 0x7E || c == '|'; }, '_');
     return name.substr(0, longestReaderName);
 }
 
+std::string softwareReaderName(const token::TokenInfo& info)
+{
+    return listableName(info.label + " " + info.serialNumber);
+}
+
+ReaderListing listReaders(const AtrTable& table)
+{
+    ReaderListing listing;
+    listing.tokens = softwareTokens(table, Look::afresh, listing.failures);
+    std::stable_sort(listing.tokens.begin(), listing.tokens.end(),
+                     [](const SoftwareToken& one, const SoftwareToken& other) {
+                         return one.readerName < other.readerName;
+                     });
+    PcscListing pcsc = listPcscReaders();
+    listing.service = pcsc.service;
+    listing.pcsc = std::move(pcsc.readers);
+    return listing;
+}
+
+bool isReader(const AtrTable& table, const SoftwareToken& token)
+{
+    return table.findToken(token.info.manufacturer, token.info.model) != nullptr;
+}
+
 std::vector<std::string> readerNames(const AtrTable& table)
 {
-    std::optional<CardError> failure;
-    std::vector<std::string> software;
-    for (const FoundToken& token : softwareTokens(table, Look::afresh, failure))
-        if (table.findToken(token.info.manufacturer, token.info.model) != nullptr)
-            software.push_back(softwareReaderName(token.info));
-    std::sort(software.begin(), software.end());
-
-    const PcscListing pcsc = listPcscReaders();
+    const ReaderListing listing = listReaders(table);
     std::vector<std::string> names;
-    for (const PcscReader& reader : pcsc.readers)
-        if (isListable(reader.name))
-            names.push_back(reader.name);
-    names.insert(names.end(), software.begin(), software.end());
+    for (const PcscReader& reader : listing.pcsc)
+        names.push_back(listableName(reader.name));
+    for (const SoftwareToken& token : listing.tokens)
+        if (isReader(table, token))
+            names.push_back(token.readerName);
     if (!names.empty())
         return names;
-    throw CardError(faultOf(pcsc.service), failure ? failure->text() : std::string());
+    throw CardError(faultOf(listing.service), listing.failures.empty()
+                                                  ? std::string()
+                                                  : listing.failures.front().error.text());
+}
+
+void followToEntry(const AtrTable& table, const Bytes& atr, CardPath& path)
+{
+    path.match = table.matchCard(atr);
+    if (path.match->entry != nullptr)
+        return;
+    const std::string complaint = table.firstComplaint();
+    throw CardError(fault::unknownCard,
+                    "ATR " + hexadecimal(atr) + (complaint.empty() ? "" : "; " + complaint));
+}
+
+CardPlace followToCard(const AtrTable& table, const std::vector<PcscReader>& readers,
+                       const PcscReader& reader, CardPath& path)
+{
+    if (!reader.hasCard)
+        throw CardError(CKR_TOKEN_NOT_PRESENT);
+    if (reader.isMute)
+        throw CardError(CKR_TOKEN_NOT_RECOGNIZED);
+    followToEntry(table, reader.atr, path);
+    path.module = &token::Module::load(path.match->entry->module);
+    if (hasTwin(readers, reader))
+        throw CardError(fault::readerAmbiguous, reader.name);
+    for (const Look look : {Look::asItIs, Look::afresh}) {
+        path.slots = slotsOf(*path.module, reader.name, look);
+        if (!path.slots->empty()) {
+            path.slot = chosenSlot(path);
+            path.token = path.module->tokenInfo(*path.slot);
+            return placeAt(path);
+        }
+    }
+    throw CardError(fault::slotNotFound, reader.name);
+}
+
+CardPlace followToCard(const AtrTable& table, const std::vector<SoftwareToken>& tokens,
+                       const SoftwareToken& token, CardPath& path)
+{
+    path.module = token.module;
+    path.token = token.info;
+    path.match = table.matchToken(token.info.manufacturer, token.info.model);
+    path.slots.emplace();
+    for (const SoftwareToken& other : tokens)
+        if (other.readerName == token.readerName)
+            path.slots->push_back(other.slot);
+    if (path.slots->size() > 1)
+        throw CardError(fault::readerAmbiguous, token.readerName);
+    path.slot = token.slot;
+    if (path.match->entry == nullptr)
+        throw CardError(fault::unknownCard, table.firstComplaint());
+    return placeAt(path);
 }
 
 CardPlace findCard(const AtrTable& table, const std::string& readerName)
 {
     if (readerName.empty())
         throw CardError(fault::invalidArgument, "reader");
-    std::optional<CardError> failure;
-    if (auto place = softwareCard(table, readerName, Look::asItIs, failure))
+    std::vector<ModuleFailure> failures;
+    if (auto place = softwareCard(table, readerName, Look::asItIs, failures))
         return std::move(*place);
     const PcscListing pcsc = listPcscReaders();
-    for (const PcscReader& reader : pcsc.readers)
-        if (reader.name == readerName)
-            return cardInReader(table, reader);
-    if (auto place = softwareCard(table, readerName, Look::afresh, failure))
+    CardPath path;
+    if (const PcscReader* reader = findReader(pcsc.readers, readerName))
+        return followToCard(table, pcsc.readers, *reader, path);
+    if (auto place = softwareCard(table, readerName, Look::afresh, failures))
         return std::move(*place);
-    if (failure)
-        throw CardError(*failure);
-    if (pcsc.service == PcscService::running || !softwareModules(table).empty())
+    if (!failures.empty())
+        throw CardError(failures.front().error);
+    if (pcsc.service == PcscService::running)
         throw CardError(fault::readerNotFound, readerName);
-    throw CardError(faultOf(pcsc.service));
+    // A reader of that name may well be there.
+    if (softwareModules(table).empty())
+        throw CardError(faultOf(pcsc.service));
+    throw CardError(fault::readerNotFound,
+                    readerName + ". " + CardError(faultOf(pcsc.service)).text());
 }
 
 }  // namespace cardlibs::readers

@@ -48,6 +48,9 @@ const std::vector<CatalogueEntry>& errorCatalogue()
          "configurazione del modulo e riprovare."},
         {CKR_FUNCTION_FAILED, "CKR_FUNCTION_FAILED",
          "La carta non ha eseguito il comando: reinserirla e riprovare."},
+        {CKR_ATTRIBUTE_TYPE_INVALID, "CKR_ATTRIBUTE_TYPE_INVALID",
+         "La carta non conosce un dato della nuova chiave o del certificato: rivolgersi "
+         "all'assistenza."},
         {CKR_ATTRIBUTE_VALUE_INVALID, "CKR_ATTRIBUTE_VALUE_INVALID",
          "La carta rifiuta un dato della nuova chiave o del certificato: rivolgersi "
          "all'assistenza."},
@@ -58,6 +61,9 @@ const std::vector<CatalogueEntry>& errorCatalogue()
          "una nuova carta. Nulla e' stato modificato."},
         {CKR_DEVICE_REMOVED, "CKR_DEVICE_REMOVED",
          "La carta e' stata estratta: reinserirla e riprovare."},
+        {CKR_FUNCTION_NOT_SUPPORTED, "CKR_FUNCTION_NOT_SUPPORTED",
+         "Il modulo PKCS#11 non offre questa funzione con la carta inserita: rivolgersi "
+         "all'assistenza."},
         {CKR_KEY_SIZE_RANGE, "CKR_KEY_SIZE_RANGE",
          "La carta non genera chiavi della lunghezza richiesta: chiedere una nuova carta."},
         {CKR_MECHANISM_INVALID, "CKR_MECHANISM_INVALID",
@@ -76,6 +82,12 @@ const std::vector<CatalogueEntry>& errorCatalogue()
          "La sessione con la carta si e' interrotta: reinserire la carta e riprovare."},
         {CKR_SESSION_READ_ONLY, "CKR_SESSION_READ_ONLY",
          "La carta ammette la sola lettura: usare un altro lettore o un'altra carta."},
+        {CKR_TEMPLATE_INCOMPLETE, "CKR_TEMPLATE_INCOMPLETE",
+         "La carta richiede altri dati per la nuova chiave o il certificato: rivolgersi "
+         "all'assistenza."},
+        {CKR_TEMPLATE_INCONSISTENT, "CKR_TEMPLATE_INCONSISTENT",
+         "La carta rifiuta l'insieme dei dati della nuova chiave o del certificato: rivolgersi "
+         "all'assistenza."},
         {CKR_TOKEN_NOT_PRESENT, "CKR_TOKEN_NOT_PRESENT",
          "Nessuna carta nel lettore: inserirla e riprovare."},
         {CKR_TOKEN_NOT_RECOGNIZED, "CKR_TOKEN_NOT_RECOGNIZED",
@@ -151,7 +163,7 @@ const std::vector<CatalogueEntry>& errorCatalogue()
          "riprovare "
          "piu' tardi."},
         {fault::issuedTooLarge, "issuedTooLarge",
-         "Il certificato ricevuto non entra nella carta: chiedere una nuova carta. Nulla e' stato "
+         "Il nuovo certificato non entra nella carta: chiedere una nuova carta. Nulla e' stato "
          "modificato."},
         {fault::issuedOfOtherKind, "issuedOfOtherKind",
          "Il certificato ricevuto non ha l'uso previsto per questa chiave: rivolgersi all'ente "
@@ -165,13 +177,13 @@ const std::vector<CatalogueEntry>& errorCatalogue()
          "e' stato modificato."},
         {fault::writtenDiffers, "writtenDiffers",
          "Il certificato riletto dalla carta differisce da quello scritto: ripetere "
-         "l'installazione. Il certificato precedente e' ancora al suo posto."},
+         "l'installazione. Quanto era sulla carta e' ancora al suo posto."},
         {fault::keyDoesNotSign, "keyDoesNotSign",
-         "La nuova chiave non supera la prova di firma: ripetere l'installazione. Il certificato "
-         "precedente e' ancora al suo posto."},
+         "La nuova chiave non supera la prova di firma: ripetere l'installazione. Quanto era sulla "
+         "carta e' ancora al suo posto."},
         {fault::certificatesLeftOut, "certificatesLeftOut",
-         "Alcuni certificati non entrano nell'elenco e non sono mostrati: rinnovare prima quelli "
-         "mostrati."},
+         "Certificati non mostrati, per spazio o perche' la chiave non si riconosce: rinnovare "
+         "prima gli altri."},
         {fault::serviceStopped, "serviceStopped",
          "Il servizio delle smart card (pcscd) non e' attivo: avviarlo, collegare il lettore e "
          "riprovare."},
@@ -182,8 +194,18 @@ const std::vector<CatalogueEntry>& errorCatalogue()
          "Il servizio delle smart card (pcscd) non risponde come dovrebbe: riavviarlo e "
          "riprovare."},
         {fault::slotNotFound, "slotNotFound",
-         "Il modulo PKCS#11 della carta non vede questo lettore: ricollegare il lettore e "
-         "riprovare."},
+         "Il modulo PKCS#11 non vede questo lettore o non riconosce la carta: reinserirla, "
+         "ricollegare il lettore e riprovare."},
+        {fault::slotAmbiguous, "slotAmbiguous",
+         "La carta ha piu' PIN, ciascuno con la sua etichetta: scegliere quella giusta con la "
+         "chiave "
+         "token_label nella tabella ATR-renew.ini."},
+        {fault::issuedSeveral, "issuedSeveral",
+         "Il file contiene piu' certificati per chiavi in attesa su questa carta: installarli uno "
+         "alla volta, ciascuno dal suo file. Nulla e' stato modificato."},
+        {fault::moduleNameTooLong, "moduleNameTooLong",
+         "Il nome del file del modulo PKCS#11 supera 63 caratteri: indicare nella tabella "
+         "ATR-renew.ini un collegamento con un nome piu' corto."},
         {fault::internal, "internal",
          "Errore interno delle librerie della carta: riprovare, poi rivolgersi all'assistenza."},
     };
@@ -208,6 +230,21 @@ CardError::~CardError() = default;
 const char* CardError::what() const noexcept
 {
     return m_text.c_str();
+}
+
+CardError CardError::withNames(unsigned long number, const std::vector<std::string>& names)
+{
+    for (std::size_t shown = names.size(); shown > 0; --shown) {
+        std::string detail;
+        for (std::size_t i = 0; i < shown; ++i)
+            detail += (i == 0 ? "" : ", ") + names[i];
+        if (shown < names.size())
+            detail += " e altri " + std::to_string(names.size() - shown);
+        CardError error(number, detail);
+        if (error.m_text.find(printable(detail) + ")") != std::string::npos)
+            return error;
+    }
+    return CardError(number);
 }
 
 CardError CardError::withText(unsigned long number, const std::string& text)

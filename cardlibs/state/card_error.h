@@ -48,6 +48,9 @@ enum Number : unsigned long {
     serviceRefused,
     serviceFailed,
     slotNotFound,
+    slotAmbiguous,
+    issuedSeveral,
+    moduleNameTooLong,
     internal,
 };
 }
@@ -74,6 +77,9 @@ public:
     unsigned long number() const { return m_number; }
     const std::string& text() const { return m_text; }
     const char* what() const noexcept override;
+
+    // detail: as many of the names as fit whole, and how many do not.
+    static CardError withNames(unsigned long number, const std::vector<std::string>& names);
 
     // The same number with another text, for a failure whose cure depends on how far a call got.
     static CardError withText(unsigned long number, const std::string& text);

@@ -4,6 +4,7 @@
 #include "cardlibs/readers/reader_directory.h"
 #include "cardlibs/state/card_error.h"
 #include "imports/molvane.h"
+#include "tests/cardlibs/outside_tools.h"
 #include "tests/cardlibs/proxy_fixture.h"
 #include "tests/cardlibs/virtual_reader.h"
 
@@ -164,18 +165,121 @@ TEST_F(Pcsc, slotOfAnotherReader_neverTaken)
     expectError(fault::slotNotFound);
 }
 
-TEST_F(Pcsc, twoSlotsOfOneDescription_refused)
+TEST_F(Pcsc, twoSlotsOfOneReader_refusedUnlessTheTableTellsWhich)
 {
     makeCard({});
-    ASSERT_EQ(std::system("softhsm2-util --init-token --free --label Altra --pin 1234 "
+    ASSERT_EQ(std::system("softhsm2-util --init-token --free --label 'Altra (Firma)' --pin 1234 "
                           "--so-pin 12345678 >/dev/null 2>&1"),
               0);
     startProxy();
     const VirtualCard card(0, knownAtr);
     ASSERT_TRUE(card.isInserted());
     describeSlots(firstReader);
+    for (const char* pattern : {"", "token_label = *\n", "token_label = *(Utente)\n"}) {
+        SCOPED_TRACE(pattern);
+        writeTable(m_cardEntry + pattern);
+        EXPECT_NE(open(firstReader), 0);
+        expectError(fault::slotAmbiguous);
+        EXPECT_THAT(lastError().text, HasSubstr("Altra (Firma)"));
+        EXPECT_THAT(lastError().text, HasSubstr("Carta di prova"));
+        EXPECT_EQ(proxy().count("C_Login"), 0u);
+    }
+    writeTable(m_cardEntry + "token_label = *(Firma)\n");
+    ASSERT_EQ(open(firstReader), 0) << lastError().text;
+    EXPECT_EQ(mvLogin("1234"), 0) << lastError().text;
+    writeTable(m_cardEntry + "token_label = Carta*\n");
+    ASSERT_EQ(open(firstReader), 0) << lastError().text;
+    EXPECT_EQ(mvLogin(cardPin), 0) << lastError().text;
+}
+
+TEST_F(Pcsc, oneSlotOfAReader_takenWhateverTheLabelKeySays)
+{
+    makeCard({});
+    const VirtualCard card(0, knownAtr);
+    ASSERT_TRUE(card.isInserted());
+    describeSlots(firstReader);
+    writeTable(m_cardEntry + "token_label = *(Firma)\n");
+    EXPECT_EQ(open(firstReader), 0) << lastError().text;
+}
+
+// Debian's pcscd lets in whoever may use its socket.
+TEST_F(Pcsc, ordinaryUser_seesReadersUnlessKeptFromTheSocket)
+{
+    const auto seen = [] { return runTool({LISTER_FILE}).output; };
+    const std::string readers = std::string("running\n") + firstReader + "\n" + secondReader + "\n";
+    EXPECT_EQ(seen(), readers);
+    m_daemon.permitSocket(false);
+    EXPECT_EQ(seen(), "refusing\n");
+    m_daemon.permitSocket(true);
+    EXPECT_EQ(seen(), readers);
+}
+
+TEST_F(Pcsc, serviceHangs_failureInTimeAndReadersOnceItGoesOn)
+{
+    using namespace std::chrono_literals;
+    using cardlibs::readers::listPcscReaders;
+    using cardlibs::readers::PcscService;
+    ASSERT_EQ(listPcscReaders().service, PcscService::running);
+    m_daemon.freeze();
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(listPcscReaders(200ms).service, PcscService::failing);
+    EXPECT_EQ(names(), "");
+    EXPECT_LT(m_namesResult, 0);
+    expectError(fault::serviceFailed);
     EXPECT_NE(open(firstReader), 0);
-    expectError(fault::readerAmbiguous);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
+    // Software tokens do not need it.
+    makeCard({});
+    writeTable(m_cardEntry + tableEntry());
+    EXPECT_EQ(names(), reader() + "|");
+    m_daemon.thaw();
+    for (int attempt = 0; attempt < 100 && m_namesResult != 3; ++attempt) {
+        std::this_thread::sleep_for(20ms);
+        names();
+    }
+    EXPECT_EQ(m_namesResult, 3);
+}
+
+TEST_F(Pcsc, serviceStopsAfterTheListing_saidBesideTheReader)
+{
+    EXPECT_THAT(names(), StartsWith(firstReader));
+    m_daemon.stop();
+    EXPECT_NE(open(firstReader), 0);
+    expectError(fault::serviceStopped);
+    writeTable(m_cardEntry + tableEntry());
+    EXPECT_NE(open(firstReader), 0);
+    expectError(fault::readerNotFound);
+    EXPECT_THAT(lastError().text, HasSubstr(firstReader));
+    EXPECT_THAT(lastError().text, HasSubstr("pcscd"));
+    ASSERT_TRUE(m_daemon.start());
+    EXPECT_NE(open(firstReader), 0);
+    expectError(CKR_TOKEN_NOT_PRESENT);
+}
+
+// OpenSC finds nothing to talk to on a card that refuses every command, but it is the one asked.
+TEST_F(Pcsc, cardOfTheShippedTable_reachesTheModuleOfItsEntry)
+{
+    const auto cns = cardlibs::readers::parseAtr(
+        "3B FF 18 00 FF 81 31 FE 55 00 6B 02 09 02 00 01 11 01 43 4E 53 11 31 80 8E");
+    ASSERT_TRUE(cns);
+    const VirtualCard card(0, *cns);
+    ASSERT_TRUE(card.isInserted());
+    const cardlibs::readers::AtrTable table = cardlibs::readers::readAtrTable(SHIPPED_TABLE);
+    const auto listing = cardlibs::readers::listPcscReaders();
+    cardlibs::readers::CardPath path;
+    try {
+        followToCard(table, listing.readers, listing.readers.at(0), path);
+        ADD_FAILURE() << "slot " << path.slot.value_or(0);
+    } catch (const cardlibs::state::CardError& error) {
+        EXPECT_EQ(error.number(), fault::slotNotFound) << error.text();
+    }
+    ASSERT_TRUE(path.match && path.match->entry != nullptr);
+    EXPECT_EQ(path.match->entry->name, "CNS");
+    EXPECT_TRUE(path.match->entry->isCns);
+    ASSERT_NE(path.module, nullptr);
+    EXPECT_EQ(path.module->fileName(), "opensc-pkcs11.so");
+    ASSERT_TRUE(path.slots);
+    EXPECT_TRUE(path.slots->empty());
 }
 
 TEST_F(Pcsc, cardPutInAndPulledOut_seenEachTime)

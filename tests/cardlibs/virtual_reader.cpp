@@ -23,6 +23,7 @@ using cardlibs::readers::listPcscReaders;
 using cardlibs::readers::PcscService;
 
 constexpr char daemonFile[] = "/usr/sbin/pcscd";
+constexpr char socketFile[] = "/run/pcscd/pcscd.comm";
 constexpr char driverFile[] = "/usr/lib/pcsc/drivers/serial/libifdvpcd.so";
 // Where vsmartcard-vpcd waits for the card of its first reader; the second is one above.
 constexpr std::uint16_t firstPort = 35963;
@@ -87,10 +88,29 @@ void PcscDaemon::stop()
 {
     if (m_daemon <= 0)
         return;
+    thaw();
     kill(m_daemon, SIGTERM);
     waitpid(m_daemon, nullptr, 0);
     m_daemon = -1;
     waitFor([] { return listPcscReaders().service == PcscService::stopped; });
+}
+
+void PcscDaemon::freeze()
+{
+    if (m_daemon > 0 && kill(m_daemon, SIGSTOP) == 0)
+        waitpid(m_daemon, nullptr, WUNTRACED);
+}
+
+void PcscDaemon::thaw()
+{
+    if (m_daemon > 0)
+        kill(m_daemon, SIGCONT);
+}
+
+void PcscDaemon::permitSocket(bool isPermitted)
+{
+    std::filesystem::permissions(socketFile,
+                                 static_cast<std::filesystem::perms>(isPermitted ? 0666 : 0600));
 }
 
 VirtualCard::VirtualCard(int reader, Bytes atr)
@@ -113,7 +133,7 @@ VirtualCard::VirtualCard(int reader, Bytes atr)
     const std::string name = reader == 0 ? firstReader : secondReader;
     waitFor([&] {
         for (const auto& state : listPcscReaders().readers)
-            if (state.name == name && state.hasCard && state.atr == m_atr)
+            if (state.name == name && state.hasCard && (state.isMute || state.atr == m_atr))
                 return true;
         return false;
     });

@@ -27,6 +27,11 @@ public:
     // Starts it and waits for its readers; false when they do not come.
     bool start();
     void stop();
+    // As a daemon that hangs, and one that goes on.
+    void freeze();
+    void thaw();
+    // Whether users besides root may use its socket.
+    void permitSocket(bool isPermitted);
 
 private:
     int m_lock = -1;

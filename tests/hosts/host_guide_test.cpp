@@ -37,12 +37,15 @@ void expectAllNamed(const QSet<QString>& names, int atLeast)
 
 }  // namespace
 
-TEST(HostGuide, example_isTheFileThatIsTested)
+TEST(HostGuide, examples_areTheFilesThatAreTested)
 {
-    const QString example = textOf("docs/examples/minimal_host.cpp");
-    EXPECT_TRUE(textOf("docs/host-guide.md")
-                    .contains(QStringLiteral("```cpp\n") + example + QStringLiteral("```\n")));
-    EXPECT_LT(example.count(QLatin1Char('\n')), 60);
+    for (const char* file : {"docs/examples/minimal_host.cpp", "docs/examples/reader_report.cpp"}) {
+        const QString example = textOf(file);
+        EXPECT_TRUE(textOf("docs/host-guide.md")
+                        .contains(QStringLiteral("```cpp\n") + example + QStringLiteral("```\n")))
+            << file;
+        EXPECT_LT(example.count(QLatin1Char('\n')), 60) << file;
+    }
 }
 
 TEST(HostGuide, everyExportedVariable_isExplained)
@@ -56,6 +59,11 @@ TEST(HostGuide, everyOperation_isExplained)
 {
     expectAllNamed(captured(textOf("include/card_v_func.h"), R"(TARVELOQT_EXPORT \w+ (\w+)\()"),
                    17);
+}
+
+TEST(HostGuide, everyFunctionOfTheDiagnosis_isExplained)
+{
+    expectAllNamed(captured(textOf("include/card_diagnosis.h"), R"((mvDiagnos\w+)\()"), 6);
 }
 
 TEST(HostGuide, everyRowAndKey_isExplained)
