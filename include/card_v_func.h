@@ -118,9 +118,11 @@ TARVELOQT_EXPORT int Tarvelo_gen_p10_by_certid(RenewContext* context, QString ce
                                                char* p10Buffer);
 
 // Writes the issued certificate onto the card, beside its key. certBuffer: NUL-terminated text,
-// handed to the card library as it is, never read, logged or changed here. An identifier that no
-// record has completes an interrupted renewal instead: the recovery record is used. Results,
-// ErrorMessage and labels as above.
+// handed to the card library as it is, never read, logged or changed here. The card libraries of
+// this project take PEM (RFC 7468), and binary DER too; that has no end but the length in its own
+// header, so hand over DER only when the host has checked that it is whole, else PEM: of a cut one
+// they would read past the buffer. An identifier that no record has completes an interrupted
+// renewal instead: the recovery record is used. Results, ErrorMessage and labels as above.
 TARVELOQT_EXPORT int Tarvelo_install_cert(RenewContext* context, QString certId, char* certBuffer);
 
 // Errors -----------------------------------------------------------------------------------------

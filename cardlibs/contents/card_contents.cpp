@@ -1,107 +1,98 @@
 #include "cardlibs/contents/card_contents.h"
 
-#include "cardlibs/state/card_error.h"
-#include "cardlibs/x509/name.h"
-
-#include <openssl/rand.h>
+#include "cardlibs/contents/hidden_keys.h"
 
 #include <algorithm>
+#include <set>
 #include <tuple>
 
 namespace cardlibs::contents {
 namespace {
 
-using x509::PublicKey;
-
-Bytes sha1(const Bytes& data)
+bool sameCertificate(const x509::Certificate& left, const x509::Certificate& right)
 {
-    Bytes digest(EVP_MAX_MD_SIZE);
-    unsigned int length = 0;
-    if (EVP_Digest(data.data(), data.size(), digest.data(), &length, EVP_sha1(), nullptr) != 1)
-        return {};
-    digest.resize(length);
-    return digest;
+    return left.digest() == right.digest();
 }
 
-bool sameKey(const std::optional<PublicKey>& left, const std::optional<PublicKey>& right)
+const KeyObject* keyOf(const CardObjects& objects, const x509::Certificate& certificate)
 {
-    return left && right && *left == *right;
-}
-
-// The subject of a renewal is that of the certificate, or that with the organisation replaced.
-bool subjectFits(const Bytes& keySubject, const Bytes& certificateSubject)
-{
-    return !keySubject.empty() &&
-           (keySubject == certificateSubject ||
-            keySubject == x509::withReplacedOrganisation(certificateSubject));
+    const auto key = std::find_if(objects.privateKeys.begin(), objects.privateKeys.end(),
+                                  [&](const KeyObject& k) { return isKeyOf(k, certificate); });
+    return key == objects.privateKeys.end() ? nullptr : &*key;
 }
 
 }  // namespace
 
-Bytes newLink(const x509::Certificate& replaced)
-{
-    Bytes link(linkSize);
-    std::copy_n(replaced.digest().begin(), linkDigestSize, link.begin());
-    if (RAND_bytes(link.data() + linkDigestSize, static_cast<int>(linkSize - linkDigestSize)) != 1)
-        throw state::CardError(state::fault::internal, "RAND_bytes");
-    return link;
-}
-
-bool linkNames(const Bytes& id, const x509::Certificate& certificate)
-{
-    return id.size() == linkSize &&
-           std::equal(id.begin(), id.begin() + linkDigestSize, certificate.digest().begin());
-}
-
-bool looksLikeLink(const Bytes& id, const PublicKey& key)
-{
-    if (id.size() != linkSize)
-        return false;
-    // The usual identifiers of tokens that choose themselves: SHA-1 of modulus, point or
-    // coordinate.
-    if (key.algorithm == PublicKey::Algorithm::rsa)
-        return id != sha1(key.modulus);
-    const auto half = static_cast<std::ptrdiff_t>(key.point.size() / 2);
-    return id != sha1(key.point) &&
-           id != sha1(Bytes(key.point.begin() + 1, key.point.begin() + 1 + half));
-}
-
 CardContents::CardContents(CardObjects objects)
     : m_objects(std::move(objects))
 {
+    sortCertificates();
     collectCertified();
+    markSuperseded();
     collectPending();
+}
+
+// The token gives its objects in an order of its own, which changes; of the copies of a certificate
+// it must always be the same one that stands for it.
+void CardContents::sortCertificates()
+{
+    const auto rank = [&](const CertificateObject& object) {
+        const KeyObject* key = keyOf(m_objects, object.certificate);
+        const bool hasIdOfKey = key != nullptr && key->id == object.id;
+        return std::make_tuple(object.certificate.digest(), !hasIdOfKey, object.id, object.label);
+    };
+    std::sort(m_objects.certificates.begin(), m_objects.certificates.end(),
+              [&](const auto& left, const auto& right) { return rank(left) < rank(right); });
 }
 
 void CardContents::collectCertified()
 {
     for (const CertificateObject& object : m_objects.certificates) {
-        const auto key = std::find_if(
-            m_objects.privateKeys.begin(), m_objects.privateKeys.end(), [&](const KeyObject& k) {
-                return sameKey(k.publicKey, object.certificate.publicKey());
-            });
-        if (key == m_objects.privateKeys.end())
+        const KeyObject* key = keyOf(m_objects, object.certificate);
+        if (key == nullptr || certifiedPair(object.certificate) != nullptr)
             continue;
         const std::optional<Kind> kind = kindOf(object.certificate, object.label, key->label);
         if (kind)
-            m_certified.push_back({&object, &*key, *kind, false});
+            m_certified.push_back({&object, key, *kind, false});
+    }
+}
+
+void CardContents::markSuperseded()
+{
+    std::set<Bytes> superseded;
+    for (const CertifiedPair& pair : m_certified) {
+        // A replaced certificate may be kept for the sake of its own link to an older one.
+        const CertificateObject* older = namedByLink(pair.privateKey->id, pair.kind);
+        while (older != nullptr &&
+               !sameCertificate(older->certificate, pair.certificate->certificate) &&
+               superseded.insert(older->certificate.digest()).second)
+            older = namedByLink(older->id, pair.kind);
     }
     for (CertifiedPair& pair : m_certified)
-        for (const CertifiedPair& other : m_certified)
-            if (&other != &pair && namedByLink(*other.privateKey) == pair.certificate)
-                pair.isSuperseded = true;
+        pair.isSuperseded = superseded.count(pair.certificate->certificate.digest()) != 0;
+}
+
+bool CardContents::isInUse(const KeyObject& key) const
+{
+    const bool isCertified = std::any_of(
+        m_objects.certificates.begin(), m_objects.certificates.end(),
+        [&](const CertificateObject& object) { return isKeyOf(key, object.certificate); });
+    // A certificate that cannot be read may be the key's. One of the same holder is not when the
+    // key says that it is to replace another.
+    const bool isLinked = looksLikeLink(key.id, *key.publicKey);
+    return isCertified || std::any_of(m_objects.unreadableCertificates.begin(),
+                                      m_objects.unreadableCertificates.end(),
+                                      [&](const UnreadableCertificate& unreadable) {
+                                          return sharesIdentifier(key, unreadable) ||
+                                                 (!isLinked && sharesSubject(key, unreadable));
+                                      });
 }
 
 void CardContents::collectPending()
 {
     for (const KeyObject& key : m_objects.privateKeys) {
         const std::optional<KeyLabel> label = parseKeyLabel(key.label);
-        const bool isCertified =
-            std::any_of(m_objects.certificates.begin(), m_objects.certificates.end(),
-                        [&](const CertificateObject& object) {
-                            return sameKey(key.publicKey, object.certificate.publicKey());
-                        });
-        if (!label || !key.canSign || !key.publicKey || isCertified)
+        if (!label || !key.canSign || !key.publicKey || isInUse(key))
             continue;
         PendingPair pair{&key, *label, nullptr, false};
         resolveLink(pair);
@@ -118,7 +109,7 @@ void CardContents::resolveLink(PendingPair& pair) const
 {
     const KeyObject& key = *pair.privateKey;
     if (looksLikeLink(key.id, *key.publicKey)) {
-        pair.replaces = namedByLink(key);
+        pair.replaces = namedByLink(key.id, pair.label.kind);
         return;
     }
     std::vector<const CertificateObject*> candidates;
@@ -129,6 +120,15 @@ void CardContents::resolveLink(PendingPair& pair) const
     pair.isLinkAmbiguous = candidates.size() > 1;
     if (candidates.size() == 1)
         pair.replaces = candidates.front();
+}
+
+const CertifiedPair* CardContents::certifiedPair(const x509::Certificate& certificate) const
+{
+    const auto found =
+        std::find_if(m_certified.begin(), m_certified.end(), [&](const CertifiedPair& pair) {
+            return sameCertificate(pair.certificate->certificate, certificate);
+        });
+    return found == m_certified.end() ? nullptr : &*found;
 }
 
 bool CardContents::hasPending(Kind kind) const
@@ -145,20 +145,58 @@ std::string CardContents::nextLabel(Kind kind) const
     return lowestFreeLabel(kind, m_objects.labels).text();
 }
 
-const PendingPair* CardContents::pendingFor(const CertificateObject& certificate) const
+const PendingPair* CardContents::pendingFor(const x509::Certificate& certificate) const
 {
-    const auto found =
-        std::find_if(m_pending.begin(), m_pending.end(),
-                     [&](const PendingPair& pair) { return pair.replaces == &certificate; });
+    const auto found = std::find_if(m_pending.begin(), m_pending.end(), [&](const PendingPair& p) {
+        return p.replaces != nullptr && sameCertificate(p.replaces->certificate, certificate);
+    });
     return found == m_pending.end() ? nullptr : &*found;
 }
 
-const CertificateObject* CardContents::namedByLink(const KeyObject& key) const
+const CertificateObject* CardContents::namedByLink(const Bytes& id, Kind kind) const
 {
-    const auto found = std::find_if(
-        m_objects.certificates.begin(), m_objects.certificates.end(),
-        [&](const CertificateObject& object) { return linkNames(key.id, object.certificate); });
+    const auto found =
+        std::find_if(m_objects.certificates.begin(), m_objects.certificates.end(),
+                     [&](const CertificateObject& object) {
+                         return linkNames(id, object.certificate) && mayBeOfKind(object, kind);
+                     });
     return found == m_objects.certificates.end() ? nullptr : &*found;
+}
+
+bool CardContents::mayBeOfKind(const CertificateObject& object, Kind kind) const
+{
+    if (const CertifiedPair* pair = certifiedPair(object.certificate))
+        return pair->kind == kind;
+    // As if its key had borne a label of that kind.
+    return kindOf(object.certificate, object.label, KeyLabel{kind, 0}.text()) == kind;
+}
+
+bool CardContents::hasIdentifier(const x509::Certificate& certificate, const Bytes& id) const
+{
+    return std::any_of(m_objects.certificates.begin(), m_objects.certificates.end(),
+                       [&](const CertificateObject& object) {
+                           return object.id == id &&
+                                  sameCertificate(object.certificate, certificate);
+                       });
+}
+
+std::vector<const CertificateObject*> CardContents::undecided() const
+{
+    std::vector<const CertificateObject*> found;
+    for (const CertificateObject& object : m_objects.certificates) {
+        const std::optional<x509::PublicKey>& candidate = object.certificate.publicKey();
+        const bool isKnown =
+            keyOf(m_objects, object.certificate) != nullptr ||
+            (!found.empty() && sameCertificate(found.back()->certificate, object.certificate));
+        const auto mayBeItsKey = [&](const KeyObject& key) {
+            return key.certainty == Certainty::undecided && key.id == object.id && candidate &&
+                   couldBelong(key, *candidate);
+        };
+        if (!isKnown &&
+            std::any_of(m_objects.privateKeys.begin(), m_objects.privateKeys.end(), mayBeItsKey))
+            found.push_back(&object);
+    }
+    return found;
 }
 
 }  // namespace cardlibs::contents

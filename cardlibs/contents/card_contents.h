@@ -6,6 +6,7 @@
 
 #include "cardlibs/contents/card_objects.h"
 #include "cardlibs/contents/kind.h"
+#include "cardlibs/contents/link.h"
 
 #include <optional>
 #include <string>
@@ -16,10 +17,11 @@ namespace cardlibs::contents {
 // A certificate of one of the three kinds with its private key on the card. The pointers point into
 // the CardObjects they were made from.
 struct CertifiedPair {
+    // Of several copies that with the key's CKA_ID, else that with the lowest.
     const CertificateObject* certificate = nullptr;
     const KeyObject* privateKey = nullptr;
     Kind kind = Kind::authentication;
-    // Another certified pair was made to replace this one.
+    // Another certified pair was made to replace this one, or one that replaces it in turn.
     bool isSuperseded = false;
 };
 
@@ -41,7 +43,9 @@ public:
     CardContents& operator=(const CardContents&) = delete;
 
     const CardObjects& objects() const { return m_objects; }
+    // One for each certificate, however often it is stored.
     const std::vector<CertifiedPair>& certified() const { return m_certified; }
+    const CertifiedPair* certifiedPair(const x509::Certificate& certificate) const;
     // Lowest label first, within each kind.
     const std::vector<PendingPair>& pending() const { return m_pending; }
 
@@ -49,32 +53,31 @@ public:
     // Label for a new key of the kind: that of the lowest pending pair, else the lowest free one.
     std::string nextLabel(Kind kind) const;
     // The lowest pending pair that is to replace the certificate; null without one.
-    const PendingPair* pendingFor(const CertificateObject& certificate) const;
-    // The certificate that the key's link names, on the card with or without its key; null when it
-    // is not there or the key bears no link.
-    const CertificateObject* namedByLink(const KeyObject& key) const;
+    const PendingPair* pendingFor(const x509::Certificate& certificate) const;
+
+    // The certificate of the kind that the link names, on the card with or without its key; null
+    // when it is not there or the identifier is no link.
+    const CertificateObject* namedByLink(const Bytes& id, Kind kind) const;
+    // The kind of a certificate without its key is known as far as itself tells it.
+    bool mayBeOfKind(const CertificateObject& object, Kind kind) const;
+    // A copy of the certificate has this CKA_ID.
+    bool hasIdentifier(const x509::Certificate& certificate, const Bytes& id) const;
+    // Certificates that a key on the card may or may not belong to: it hides its public part,
+    // shares its CKA_ID and could not be asked to sign.
+    std::vector<const CertificateObject*> undecided() const;
 
 private:
+    void sortCertificates();
     void collectCertified();
+    void markSuperseded();
     void collectPending();
     void resolveLink(PendingPair& pair) const;
+    bool isInUse(const KeyObject& key) const;
 
     CardObjects m_objects;
     std::vector<CertifiedPair> m_certified;
     std::vector<PendingPair> m_pending;
 };
-
-// CKA_ID of a new key: 10 bytes of the SHA-256 of the certificate it is to replace, 10 random
-// bytes.
-constexpr std::size_t linkSize = 20;
-constexpr std::size_t linkDigestSize = 10;
-
-// Throws CardError when there is no randomness.
-Bytes newLink(const x509::Certificate& replaced);
-// True when the identifier is one of ours and names this certificate.
-bool linkNames(const Bytes& id, const x509::Certificate& certificate);
-// False for identifiers of another length and for those that tokens derive from the key themselves.
-bool looksLikeLink(const Bytes& id, const x509::PublicKey& key);
 
 }  // namespace cardlibs::contents
 

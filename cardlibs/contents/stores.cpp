@@ -31,6 +31,11 @@ std::vector<const CertifiedPair*> sortedPairs(const CardContents& contents, Kind
     return pairs;
 }
 
+std::string nameOf(Kind kind, const x509::Certificate& certificate)
+{
+    return std::string(kindName(kind)) + " " + certificate.serialNumber();
+}
+
 }  // namespace
 
 Stores storesOf(const CardContents& contents, std::time_t now)
@@ -39,13 +44,12 @@ Stores storesOf(const CardContents& contents, std::time_t now)
     const auto fill = [&](Kind kind, Store& store) {
         for (const CertifiedPair* pair : sortedPairs(contents, kind, now)) {
             const x509::Certificate& certificate = pair->certificate->certificate;
-            const PendingPair* pending = contents.pendingFor(*pair->certificate);
+            const PendingPair* pending = contents.pendingFor(certificate);
             std::string descriptor =
                 descriptorOf(*pair, pending == nullptr ? "" : pending->label.text());
             if (store.descriptors.size() == roomFor(kind) ||
                 descriptor.size() > longestDescriptor) {
-                stores.leftOut.push_back(std::string(kindName(kind)) + " " +
-                                         certificate.serialNumber());
+                stores.leftOut.push_back(nameOf(kind, certificate));
                 continue;
             }
             if (kind == Kind::cns)
@@ -56,6 +60,9 @@ Stores storesOf(const CardContents& contents, std::time_t now)
     fill(Kind::cns, stores.cns);
     fill(Kind::signature, stores.signature);
     fill(Kind::authentication, stores.authentication);
+    for (const CertificateObject* object : contents.undecided())
+        if (const auto kind = kindOf(object->certificate, object->label, object->label))
+            stores.leftOut.push_back(nameOf(*kind, object->certificate));
     return stores;
 }
 

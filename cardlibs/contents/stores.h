@@ -22,7 +22,8 @@ struct Stores {
     Store authentication;
     // End of validity of the CNS certificate in its store, "yyyyMMdd"; empty without one.
     std::string cnsExpiry;
-    // Kind and serial number of each certificate for which there was no room.
+    // Kind and serial number of each certificate for which there was no room, or whose key cannot
+    // be told from another.
     std::vector<std::string> leftOut;
 };
 

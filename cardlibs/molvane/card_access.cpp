@@ -22,7 +22,9 @@ struct CardAccess {
 
 CardAccess& access()
 {
-    static CardAccess current;
+    // Never destroyed: by the time a process ends, the module of a session left open may have ended
+    // before.
+    static auto& current = *new CardAccess;
     return current;
 }
 
@@ -68,7 +70,7 @@ std::string moduleFileName(const std::string& reader, const std::string& tablePa
 {
     std::string name = lookUp(reader, tablePath).module->fileName();
     if (name.size() > longestModuleName)
-        throw CardError(fault::moduleNotLoaded, name);
+        throw CardError(fault::moduleNameTooLong, name);
     return name;
 }
 
@@ -85,9 +87,8 @@ bool isFerrolux()
 void login(const char* pin)
 {
     token::Session& open = session();
-    // An empty PIN can only be wrong, and would cost one of the few tries.
-    if (*pin == '\0')
-        throw CardError(CKR_PIN_LEN_RANGE);
+    // Asked afresh: a try in this session may have been the last one.
+    open.module().tokenInfo(open.slot()).checkBeforeLogin(pin);
     open.login(pin);
 }
 
@@ -97,8 +98,7 @@ bool isToBeActivated(long slot)
     // Callers pass the number on that getSlotBriskoLite gave them, an int.
     if (static_cast<int>(slot) != static_cast<int>(open.slot()))
         throw CardError(CKR_SLOT_ID_INVALID);
-    const token::TokenInfo info = open.module().tokenInfo(open.slot());
-    return !info.has(CKF_USER_PIN_INITIALIZED) || info.has(CKF_USER_PIN_TO_BE_CHANGED);
+    return !open.module().tokenInfo(open.slot()).isActivated();
 }
 
 TokenIdentity identity()

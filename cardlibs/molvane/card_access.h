@@ -27,8 +27,8 @@ void openSession(const std::string& reader, const std::string& tablePath);
 // Closes the open session, if any.
 void closeSession();
 
-// File name of the module that serves the card in the reader, cut to none of its characters: a name
-// of more than 63 bytes is an error.
+// File name of the module that serves the card in the reader, whole: one of more than 63 bytes is
+// an error (moduleNameTooLong).
 std::string moduleFileName(const std::string& reader, const std::string& tablePath);
 
 // Of the card last looked up by either of the two above; false when that failed.

@@ -35,16 +35,9 @@ void checkWritten(token::Session& session, CK_OBJECT_HANDLE handle,
                   const x509::Certificate& certificate)
 {
     const token::Attributes written = session.read(handle, {CKA_VALUE});
-    if (written.bytes(CKA_VALUE) != certificate.der())
+    const auto stored = x509::Certificate::parseStored(written.bytes(CKA_VALUE));
+    if (!stored || stored->der() != certificate.der())
         throw CardError(fault::writtenDiffers);
-}
-
-void proveKey(token::Session& session, const readers::CardPlace& place, const KeyObject& key,
-              const char* pin)
-{
-    KeySigner signer(session, {key.handle, *key.publicKey, key.wantsPinEachTime},
-                     place.module->mechanisms(place.slot), pin);
-    signer.prove();
 }
 
 // A certificate that cannot be relied on must not stand in for the one it replaces.
@@ -58,6 +51,23 @@ void takeBack(token::Session& session, CK_OBJECT_HANDLE handle)
     }
 }
 
+// A certificate that an interrupted installation wrote is on trial still, as long as the one that
+// it replaces has its key.
+void proveStored(token::Session& session, const CardContents& contents, const Target& target,
+                 const CertificateObject& replaced, const KeyProof& prove)
+{
+    try {
+        prove(*target.privateKey);
+    } catch (const CardError& error) {
+        if (error.number() == fault::keyDoesNotSign &&
+            contents.certifiedPair(replaced.certificate) != nullptr)
+            for (const CertificateObject& copy : contents.objects().certificates)
+                if (copy.certificate.digest() == target.issued->digest())
+                    takeBack(session, copy.handle);
+        throw;
+    }
+}
+
 }  // namespace
 
 void install(token::Session& session, const readers::CardPlace& place,
@@ -66,22 +76,31 @@ void install(token::Session& session, const readers::CardPlace& place,
     const CardContents contents(contents::readObjects(session));
     const Target target = chooseTarget(contents, order);
     const CertificateObject* replaced = replacedBy(contents, target, order);
-    if (!target.isStored) {
+    const bool isStored = target.pending == nullptr;
+    if (isStored && replaced == nullptr)
+        return;
+    if (!isStored)
         checkIssued(*target.issued, target, replaced, place, order, now);
+    const std::vector<CK_MECHANISM_TYPE> mechanisms = place.module->mechanisms(place.slot);
+    const auto prove = [&](const KeyObject& key) {
+        KeySigner(session, {key.handle, *key.publicKey, key.wantsPinEachTime}, mechanisms, pin)
+            .prove();
+    };
+    if (isStored) {
+        proveStored(session, contents, target, *replaced, prove);
+    } else {
         const CK_OBJECT_HANDLE written =
             writeCertificate(session, *target.issued, *target.privateKey);
         try {
             checkWritten(session, written, *target.issued);
-            proveKey(session, place, *target.privateKey, pin);
+            prove(*target.privateKey);
         } catch (const CardError&) {
             takeBack(session, written);
             throw;
         }
-    } else if (replaced != nullptr) {
-        proveKey(session, place, *target.privateKey, pin);
     }
     if (replaced != nullptr)
-        removeReplaced(session, contents, *replaced);
+        removeReplaced(session, contents, *replaced, target.kind, prove);
 }
 
 }  // namespace cardlibs::renewing

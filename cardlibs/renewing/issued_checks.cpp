@@ -24,57 +24,67 @@ constexpr unsigned long certificateOverhead = 512;
 const PendingPair* pendingWithKey(const CardContents& contents, const x509::Certificate& issued)
 {
     const auto found = std::find_if(
-        contents.pending().begin(), contents.pending().end(), [&](const PendingPair& pair) {
-            return issued.publicKey() && *pair.privateKey->publicKey == *issued.publicKey();
-        });
+        contents.pending().begin(), contents.pending().end(),
+        [&](const PendingPair& pair) { return contents::isKeyOf(*pair.privateKey, issued); });
     return found == contents.pending().end() ? nullptr : &*found;
 }
 
-const contents::KeyObject* keyOfStored(const CardContents& contents,
-                                       const x509::Certificate& issued)
+bool isOlder(const CertificateObject& object, const Target& target)
 {
-    const contents::CardObjects& objects = contents.objects();
-    const bool isStored = std::any_of(
-        objects.certificates.begin(), objects.certificates.end(),
-        [&](const CertificateObject& o) { return o.certificate.der() == issued.der(); });
-    if (!isStored)
-        return nullptr;
-    const auto key = std::find_if(
-        objects.privateKeys.begin(), objects.privateKeys.end(), [&](const contents::KeyObject& k) {
-            return k.publicKey && issued.publicKey() && *k.publicKey == *issued.publicKey();
-        });
-    return key == objects.privateKeys.end() ? nullptr : &*key;
+    return object.certificate.notBefore() < target.issued->notBefore();
 }
 
-// Where the token chose the key's identifier there is no link left to follow; only the certificate
-// that the caller names, of the same subject and kind, can be the one.
+// What a stored certificate may have replaced, as far as the names tell. Copies follow each other.
+std::vector<const CertificateObject*> namesakes(const CardContents& contents, const Target& target)
+{
+    std::vector<const CertificateObject*> found;
+    for (const CertificateObject& object : contents.objects().certificates) {
+        const x509::Certificate& certificate = object.certificate;
+        const bool isCopy =
+            !found.empty() && found.back()->certificate.digest() == certificate.digest();
+        if (!isCopy && certificate.digest() != target.issued->digest() &&
+            contents.mayBeOfKind(object, target.kind) &&
+            contents::subjectFits(target.privateKey->subject, certificate.subject()))
+            found.push_back(&object);
+    }
+    return found;
+}
+
+// Where the token chose the key's identifier there is no link left to follow; only the caller can
+// say which of the older certificates of the same subject and kind it is.
 const CertificateObject* replacedByStoredWithoutLink(const CardContents& contents,
                                                      const Target& target, const Bytes& replacedId)
 {
-    const contents::CertifiedPair* own = nullptr;
-    for (const contents::CertifiedPair& pair : contents.certified())
-        if (pair.privateKey == target.privateKey)
-            own = &pair;
-    if (own == nullptr || replacedId.empty())
-        return nullptr;
-    for (const contents::CertifiedPair& pair : contents.certified())
-        if (&pair != own && pair.kind == own->kind && pair.certificate->id == replacedId &&
-            pair.certificate->certificate.subject() == target.privateKey->subject)
-            return pair.certificate;
-    return nullptr;
+    const bool isNamed = !replacedId.empty() && replacedId != target.privateKey->id;
+    const CertificateObject* named = nullptr;
+    for (const CertificateObject* object : namesakes(contents, target)) {
+        if (!isNamed && isOlder(*object, target) &&
+            !object->certificate.keyUsage().allowsDecryption())
+            throw CardError::withText(
+                fault::linkAmbiguous,
+                "Il certificato e' gia' sulla carta, ma non si puo' stabilire quale sostituisce: "
+                "scegliere dall'elenco il certificato precedente e ripetere l'installazione. Nulla "
+                "e' stato modificato.");
+        if (!isNamed || !contents.hasIdentifier(object->certificate, replacedId))
+            continue;
+        if (!isOlder(*object, target))
+            throw CardError(fault::replacesOther);
+        if (named != nullptr)
+            throw CardError(fault::linkAmbiguous);
+        named = object;
+    }
+    return named;
 }
 
-const CertificateObject* linkedCertificate(const CardContents& contents, const Target& target,
-                                           const Bytes& replacedId)
+const CertificateObject* replacedByLink(const CardContents& contents, const Target& target,
+                                        bool hasLink)
 {
-    if (target.pending != nullptr) {
-        if (target.pending->isLinkAmbiguous)
-            throw CardError(fault::linkAmbiguous);
-        return target.pending->replaces;
-    }
-    if (contents::looksLikeLink(target.privateKey->id, *target.privateKey->publicKey))
-        return contents.namedByLink(*target.privateKey);
-    return replacedByStoredWithoutLink(contents, target, replacedId);
+    if (hasLink)
+        return contents.namedByLink(target.privateKey->id, target.kind);
+    if (target.pending->isLinkAmbiguous)
+        throw CardError(fault::linkAmbiguous);
+    const CertificateObject* meant = target.pending->replaces;
+    return meant != nullptr && isOlder(*meant, target) ? meant : nullptr;
 }
 
 void checkKind(const x509::Certificate& issued, const PendingPair& pair,
@@ -124,24 +134,49 @@ void checkSize(const x509::Certificate& issued, const readers::CardPlace& place)
 
 Target chooseTarget(const CardContents& contents, const InstallationOrder& order)
 {
+    Target target;
     for (const x509::Certificate& issued : order.issued) {
-        if (const contents::KeyObject* key = keyOfStored(contents, issued))
-            return {&issued, key, nullptr, true};
-        if (const PendingPair* pair = pendingWithKey(contents, issued))
-            return {&issued, pair->privateKey, pair, false};
+        const PendingPair* pair = pendingWithKey(contents, issued);
+        if (pair == nullptr ||
+            (target.issued != nullptr && target.issued->digest() == issued.digest()))
+            continue;
+        if (target.issued != nullptr)
+            throw CardError(fault::issuedSeveral);
+        target = {&issued, pair->privateKey, pair->label.kind, pair};
     }
-    throw CardError(fault::issuedForOtherKey);
+    if (target.issued != nullptr)
+        return target;
+    bool isSuperseded = false;
+    for (const x509::Certificate& issued : order.issued) {
+        const contents::CertifiedPair* pair = contents.certifiedPair(issued);
+        // What waits to be replaced itself is not what was sent for.
+        if (pair == nullptr || contents.pendingFor(issued) != nullptr)
+            continue;
+        // The old one may come in one file with the new one.
+        if (target.issued == nullptr || (isSuperseded && !pair->isSuperseded)) {
+            target = {&issued, pair->privateKey, pair->kind, nullptr};
+            isSuperseded = pair->isSuperseded;
+        }
+    }
+    if (target.issued == nullptr)
+        throw CardError(fault::issuedForOtherKey);
+    return target;
 }
 
 const CertificateObject* replacedBy(const CardContents& contents, const Target& target,
                                     const InstallationOrder& order)
 {
-    const CertificateObject* linked = linkedCertificate(contents, target, order.replacedId);
-    if (linked == nullptr || order.replacedId.empty() || linked->id == order.replacedId)
-        return linked;
+    const contents::KeyObject& key = *target.privateKey;
+    const bool hasLink = contents::looksLikeLink(key.id, *key.publicKey);
+    if (target.pending == nullptr && !hasLink)
+        return replacedByStoredWithoutLink(contents, target, order.replacedId);
+    const CertificateObject* replaced = replacedByLink(contents, target, hasLink);
+    if (replaced == nullptr || order.replacedId.empty() ||
+        contents.hasIdentifier(replaced->certificate, order.replacedId))
+        return replaced;
     // After an interruption the caller may know the new certificate's identifier only.
-    if (target.isStored && order.replacedId == target.privateKey->id)
-        return linked;
+    if (target.pending == nullptr && order.replacedId == key.id)
+        return replaced;
     throw CardError(fault::replacesOther);
 }
 

@@ -11,17 +11,19 @@ namespace cardlibs::renewing {
 struct Target {
     const x509::Certificate* issued = nullptr;
     const contents::KeyObject* privateKey = nullptr;
+    contents::Kind kind = contents::Kind::authentication;
     // Null when the certificate is on the card already.
     const contents::PendingPair* pending = nullptr;
-    bool isStored = false;
 };
 
-// Throws CardError (issuedForOtherKey) when no certificate of the order is for a pending key, nor
-// on the card with its key already.
+// The one for a pending key, else one that is on the card with its key already. Throws CardError:
+// issuedSeveral for several pending keys; issuedForOtherKey when there is neither, or nothing but
+// what a pending pair is to replace.
 Target chooseTarget(const contents::CardContents& contents, const InstallationOrder& order);
 
 // The certificate on the card that goes once the target is installed; null when there is none (any
-// more). Throws CardError: replacesOther, linkAmbiguous.
+// more). The link of the target's key decides; without one it must be of the same kind and subject
+// and older. Throws CardError: replacesOther, linkAmbiguous.
 const contents::CertificateObject* replacedBy(const contents::CardContents& contents,
                                               const Target& target, const InstallationOrder& order);
 

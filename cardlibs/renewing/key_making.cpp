@@ -31,7 +31,7 @@ void checkTableLimits(const KeySpec& spec, const x509::Certificate& renewed,
         throw CardError(CKR_KEY_SIZE_RANGE);
     // The certificate to come will be about as long as the one it replaces.
     if (limits.certificateBytes && renewed.der().size() > *limits.certificateBytes)
-        throw CardError(CKR_DEVICE_MEMORY);
+        throw CardError(fault::issuedTooLarge);
 }
 
 void checkMechanism(const KeySpec& spec, const readers::CardPlace& place,
@@ -74,10 +74,13 @@ KeySpec keySpecFor(const x509::Certificate& certificate)
     return {PublicKey::Algorithm::ec, old->bits(), old->curve};
 }
 
-bool isFit(const contents::PendingPair& pair, const KeySpec& spec, contents::Kind kind)
+bool isFit(const contents::PendingPair& pair, const KeySpec& spec, contents::Kind kind,
+           const Bytes& subject)
 {
-    const PublicKey& key = *pair.privateKey->publicKey;
-    return pair.label.kind == kind && !pair.privateKey->isExtractable &&
+    const contents::KeyObject& object = *pair.privateKey;
+    const PublicKey& key = *object.publicKey;
+    return pair.label.kind == kind && object.isLocal && object.isSensitive &&
+           !object.isExtractable && (object.subject.empty() || object.subject == subject) &&
            key.algorithm == spec.algorithm && key.curve == spec.curve && key.bits() >= spec.bits;
 }
 
@@ -98,16 +101,18 @@ SigningKey makeKey(token::Session& session, const KeySpec& spec, const NewKey& w
             .text(CKA_LABEL, wanted.label)
             .bytes(CKA_ID, wanted.id)
             .bytes(CKA_SUBJECT, wanted.subject);
-    publicKey.flag(CKA_VERIFY, true)
-        .flag(CKA_ENCRYPT, wanted.isForDecryption)
-        .flag(CKA_WRAP, wanted.isForDecryption);
+    const bool isRsa = spec.algorithm == PublicKey::Algorithm::rsa;
+    const bool decrypts = isRsa && wanted.isForDecryption;
+    publicKey.flag(CKA_VERIFY, true).flag(CKA_ENCRYPT, decrypts).flag(CKA_WRAP, decrypts);
     privateKey.flag(CKA_PRIVATE, true)
         .flag(CKA_SENSITIVE, true)
         .flag(CKA_EXTRACTABLE, false)
         .flag(CKA_SIGN, true)
-        .flag(CKA_DECRYPT, wanted.isForDecryption)
-        .flag(CKA_UNWRAP, wanted.isForDecryption);
-    if (spec.algorithm == PublicKey::Algorithm::rsa)
+        .flag(CKA_DECRYPT, decrypts)
+        .flag(CKA_UNWRAP, decrypts);
+    if (!isRsa)
+        privateKey.flag(CKA_DERIVE, wanted.isForDecryption);
+    if (isRsa)
         publicKey.number(CKA_MODULUS_BITS, spec.bits)
             .bytes(CKA_PUBLIC_EXPONENT, {0x01, 0x00, 0x01});
     else
@@ -118,9 +123,8 @@ SigningKey makeKey(token::Session& session, const KeySpec& spec, const NewKey& w
     const token::Attributes made = session.read(
         handles.publicKey, {CKA_MODULUS, CKA_PUBLIC_EXPONENT, CKA_EC_PARAMS, CKA_EC_POINT});
     const std::optional<PublicKey> key =
-        spec.algorithm == PublicKey::Algorithm::rsa
-            ? x509::rsaPublicKey(made.bytes(CKA_MODULUS), made.bytes(CKA_PUBLIC_EXPONENT))
-            : x509::ecPublicKey(made.bytes(CKA_EC_PARAMS), made.bytes(CKA_EC_POINT));
+        isRsa ? x509::rsaPublicKey(made.bytes(CKA_MODULUS), made.bytes(CKA_PUBLIC_EXPONENT))
+              : x509::ecPublicKey(made.bytes(CKA_EC_PARAMS), made.bytes(CKA_EC_POINT));
     if (!key)
         throw CardError(fault::keyNotSupported);
     const token::Attributes use = session.read(handles.privateKey, {CKA_ALWAYS_AUTHENTICATE});

@@ -24,8 +24,10 @@ struct KeySpec {
 // for anything but RSA, P-256 and P-384.
 KeySpec keySpecFor(const x509::Certificate& certificate);
 
-// True when the pending pair serves as well as a new one of the kind would.
-bool isFit(const contents::PendingPair& pair, const KeySpec& spec, contents::Kind kind);
+// True when the pending pair serves as well as a new one of the kind would: made on the card, never
+// to leave it, for the same subject.
+bool isFit(const contents::PendingPair& pair, const KeySpec& spec, contents::Kind kind,
+           const Bytes& subject);
 
 // Throws CardError when the card tells, or the table says, that it cannot make such a key or that
 // the pair and its certificate will not fit: CKR_MECHANISM_INVALID, CKR_KEY_SIZE_RANGE,
@@ -39,7 +41,7 @@ struct NewKey {
     Bytes id;
     // DER of the name that the request will carry.
     Bytes subject;
-    // Also to decrypt with: the renewed certificate's keys were.
+    // Also to decrypt (RSA) or to agree keys with (EC): the renewed certificate's key was.
     bool isForDecryption = false;
 };
 

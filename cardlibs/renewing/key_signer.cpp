@@ -39,14 +39,23 @@ std::vector<CK_MECHANISM_TYPE> usableMechanisms(const PublicKey& key,
     return usable;
 }
 
-// Cards list mechanisms that they then do not take for every key.
-bool asksForOtherMechanism(unsigned long number)
-{
-    return number == CKR_MECHANISM_INVALID || number == CKR_MECHANISM_PARAM_INVALID ||
-           number == CKR_FUNCTION_NOT_SUPPORTED || number == CKR_KEY_TYPE_INCONSISTENT;
-}
-
 }  // namespace
+
+bool refusesMechanism(unsigned long number)
+{
+    switch (number) {
+    case CKR_DATA_INVALID:
+    case CKR_DATA_LEN_RANGE:
+    case CKR_FUNCTION_NOT_SUPPORTED:
+    case CKR_KEY_FUNCTION_NOT_PERMITTED:
+    case CKR_KEY_TYPE_INCONSISTENT:
+    case CKR_MECHANISM_INVALID:
+    case CKR_MECHANISM_PARAM_INVALID:
+        return true;
+    default:
+        return false;
+    }
+}
 
 KeySigner::KeySigner(token::Session& session, SigningKey key,
                      const std::vector<CK_MECHANISM_TYPE>& mechanisms, const char* pin)
@@ -69,7 +78,7 @@ Bytes KeySigner::sign(const Bytes& data)
         try {
             return signWith(m_usable[i], data);
         } catch (const CardError& error) {
-            if (!asksForOtherMechanism(error.number()))
+            if (!refusesMechanism(error.number()))
                 throw;
         }
     }

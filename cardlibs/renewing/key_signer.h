@@ -17,6 +17,9 @@ struct SigningKey {
     bool wantsPinEachTime = false;
 };
 
+// True for what cards answer when a mechanism that they list is not for this key or this data.
+bool refusesMechanism(unsigned long number);
+
 class KeySigner {
 public:
     // mechanisms: those of the slot. pin: lives as long as the signer, which does not copy it.

@@ -40,7 +40,8 @@ const CertifiedPair& certificateToRenew(const CardContents& contents, const Requ
     std::vector<const CertifiedPair*> found;
     bool otherKind = false;
     for (const CertifiedPair& pair : contents.certified()) {
-        if (pair.certificate->id != order.certificateId || pair.isSuperseded)
+        if (pair.isSuperseded ||
+            !contents.hasIdentifier(pair.certificate->certificate, order.certificateId))
             continue;
         if (pair.kind == order.label.kind)
             found.push_back(&pair);
@@ -63,10 +64,10 @@ const CertifiedPair& certificateToRenew(const CardContents& contents, const Requ
 }
 
 const PendingPair* reusablePair(const CardContents& contents, const CertifiedPair& renewed,
-                                const KeySpec& spec)
+                                const KeySpec& spec, const Bytes& subject)
 {
     for (const PendingPair& pair : contents.pending())
-        if (pair.replaces == renewed.certificate && isFit(pair, spec, renewed.kind))
+        if (pair.replaces == renewed.certificate && isFit(pair, spec, renewed.kind, subject))
             return &pair;
     return nullptr;
 }
@@ -77,6 +78,17 @@ contents::KeyLabel labelForNewPair(const CardContents& contents, const contents:
     if (wanted.kind == contents::Kind::cns || labels.count(wanted.text()) == 0)
         return wanted;
     return contents::lowestFreeLabel(wanted.kind, labels);
+}
+
+// An upper bound for the request's PEM, so that no key is made in vain.
+std::size_t longestFor(const KeySpec& spec, const Bytes& subject)
+{
+    // Key and signature take about the key's length each, an EC signature twice that; the rest is
+    // the usages, algorithms and headers.
+    constexpr std::size_t rest = 512;
+    const std::size_t der = subject.size() + 4 * (spec.bits / 8) + rest;
+    // Base64 in lines of 64, between two marks.
+    return der / 3 * 4 + der / 48 + 80;
 }
 
 struct KeyForRequest {
@@ -91,20 +103,21 @@ KeyForRequest keyForRequest(token::Session& session, const readers::CardPlace& p
 {
     const x509::Certificate& certificate = renewed.certificate->certificate;
     const KeySpec spec = keySpecFor(certificate);
-    if (const PendingPair* pair = reusablePair(contents, renewed, spec)) {
+    if (const PendingPair* pair = reusablePair(contents, renewed, spec, subject)) {
         const contents::KeyObject& key = *pair->privateKey;
         return {{key.handle, *key.publicKey, key.wantsPinEachTime}, std::nullopt};
     }
     // The new key signs like the old one; without a mechanism for that it would be of no use.
     KeySigner::requireMechanism(*certificate.publicKey(), mechanisms);
     checkRoomFor(spec, certificate, place, mechanisms);
-    const x509::KeyUsage& usage = certificate.keyUsage();
+    if (longestFor(spec, subject) > longestRequest)
+        throw CardError(fault::requestTooLong);
     const contents::KeyLabel label = labelForNewPair(contents, order.label);
     NewKey wanted;
     wanted.label = label.text();
     wanted.id = contents::newLink(certificate);
     wanted.subject = subject;
-    wanted.isForDecryption = usage.keyEncipherment || usage.dataEncipherment;
+    wanted.isForDecryption = certificate.keyUsage().allowsDecryption();
     return {makeKey(session, spec, wanted), label};
 }
 

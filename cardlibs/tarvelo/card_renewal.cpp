@@ -22,25 +22,15 @@ struct OpenCard {
     std::unique_ptr<token::Session> session;
 };
 
-void checkBeforeLogin(const token::TokenInfo& info, Access access, const char* pin)
-{
-    // What the token says of itself costs no PIN try.
-    if (*pin == '\0')
-        throw CardError(CKR_PIN_LEN_RANGE);
-    if (info.has(CKF_USER_PIN_LOCKED))
-        throw CardError(CKR_PIN_LOCKED);
-    if (!info.has(CKF_USER_PIN_INITIALIZED))
-        throw CardError(CKR_USER_PIN_NOT_INITIALIZED);
-    if (access == Access::readWrite && info.has(CKF_WRITE_PROTECTED))
-        throw CardError(CKR_TOKEN_WRITE_PROTECTED);
-}
-
 OpenCard openCard(const std::string& reader, Access access, const char* pin)
 {
     const readers::AtrTable table = readers::readAtrTable(state::currentTablePath());
     OpenCard card;
     card.place = readers::findCard(table, reader);
-    checkBeforeLogin(card.place.info, access, pin);
+    const token::TokenInfo& told = card.place.info;
+    told.checkBeforeLogin(pin);
+    if (access == Access::readWrite && told.has(CKF_WRITE_PROTECTED))
+        throw CardError(CKR_TOKEN_WRITE_PROTECTED);
     card.session = std::make_unique<token::Session>(*card.place.module, card.place.slot, access);
     card.session->login(pin);
     return card;
@@ -113,8 +103,6 @@ std::string requestCertificate(const std::string& label, const char* pin,
     if (!parsed)
         throw CardError(fault::invalidArgument, label);
     const renewing::RequestOrder order{*parsed, identifier(certificateId), subjectText};
-    if (order.certificateId.empty())
-        throw CardError(fault::certificateNotOnCard);
     const OpenCard card = openCard(renewalReader(), Access::readWrite, pin);
     const CardContents contents(contents::readObjects(*card.session));
     renewing::MadeRequest made =

@@ -54,14 +54,6 @@ void copyStore(const contents::Store& from, char** store)
         copyText(from.descriptors[i], store[i + 1]);
 }
 
-std::string joined(const std::vector<std::string>& names)
-{
-    std::string text;
-    for (const std::string& name : names)
-        text += (text.empty() ? "" : ", ") + name;
-    return text;
-}
-
 // Nothing that the holder could do with this reader and PIN would make the card usable.
 bool tellsUnsupportedCard(unsigned long number)
 {
@@ -127,7 +119,8 @@ int rinnovo_Card_readCerts(char* reader, char* pin, int /*readMode*/, char** cns
         copyText(inventory.stores.cnsExpiry, cnsExpiry);
         if (inventory.stores.leftOut.empty())
             return 0;
-        state::recordError(CardError(fault::certificatesLeftOut, joined(inventory.stores.leftOut)));
+        state::recordError(
+            CardError::withNames(fault::certificatesLeftOut, inventory.stores.leftOut));
         return readWithOmissions;
     });
     const auto& last = state::sharedState().lastError;

@@ -5,6 +5,7 @@
 
 #include <p11-kit/p11-kit.h>
 
+#include <cstring>
 #include <map>
 #include <memory>
 
@@ -49,11 +50,49 @@ std::string unpadded(const unsigned char* field, std::size_t size)
     return text;
 }
 
+bool TokenInfo::isActivated() const
+{
+    return has(CKF_USER_PIN_INITIALIZED) && !has(CKF_USER_PIN_TO_BE_CHANGED);
+}
+
+PinTries TokenInfo::pinTries() const
+{
+    // Tokens set several of these at once; the worst counts.
+    if (has(CKF_USER_PIN_LOCKED))
+        return PinTries::locked;
+    if (has(CKF_USER_PIN_FINAL_TRY))
+        return PinTries::last;
+    return has(CKF_USER_PIN_COUNT_LOW) ? PinTries::low : PinTries::notLow;
+}
+
+bool TokenInfo::couldHaveLength(std::size_t pinLength) const
+{
+    if (pinLength == 0)
+        return false;
+    const bool tellsShortest = shortestPin != CK_UNAVAILABLE_INFORMATION;
+    const bool tellsLongest = longestPin != CK_UNAVAILABLE_INFORMATION && longestPin != 0;
+    // Bounds that no PIN keeps are not to be believed.
+    if (tellsShortest && tellsLongest && longestPin < shortestPin)
+        return true;
+    return (!tellsShortest || pinLength >= shortestPin) &&
+           (!tellsLongest || pinLength <= longestPin);
+}
+
+void TokenInfo::checkBeforeLogin(const char* pin) const
+{
+    if (!couldHaveLength(std::strlen(pin)))
+        throw CardError(CKR_PIN_LEN_RANGE);
+    if (has(CKF_USER_PIN_LOCKED))
+        throw CardError(CKR_PIN_LOCKED);
+    if (!has(CKF_USER_PIN_INITIALIZED))
+        throw CardError(CKR_USER_PIN_NOT_INITIALIZED);
+}
+
 Module& Module::load(const std::string& name)
 {
-    // Never released: modules do not all survive being unloaded, and the process may use them
-    // still.
-    static std::map<std::string, std::unique_ptr<Module>> loaded;
+    // Never released, not even when the process ends: modules do not all survive being unloaded,
+    // and the process may use them still.
+    static auto& loaded = *new std::map<std::string, std::unique_ptr<Module>>;
 
     const std::string file = moduleFile(name);
     auto found = loaded.find(file);
@@ -163,6 +202,8 @@ TokenInfo Module::tokenInfo(CK_SLOT_ID slot)
     info.flags = raw.flags;
     info.freePublicMemory = raw.ulFreePublicMemory;
     info.freePrivateMemory = raw.ulFreePrivateMemory;
+    info.shortestPin = raw.ulMinPinLen;
+    info.longestPin = raw.ulMaxPinLen;
     return info;
 }
 

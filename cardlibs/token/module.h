@@ -11,6 +11,9 @@
 
 namespace cardlibs::token {
 
+// How near the user PIN is to being locked. Tokens need not tell: notLow may mean that, too.
+enum class PinTries { notLow, low, last, locked };
+
 // The token's identity and state without PKCS#11's padding.
 struct TokenInfo {
     std::string label;
@@ -21,8 +24,22 @@ struct TokenInfo {
     // CK_UNAVAILABLE_INFORMATION where the token does not tell.
     CK_ULONG freePublicMemory = CK_UNAVAILABLE_INFORMATION;
     CK_ULONG freePrivateMemory = CK_UNAVAILABLE_INFORMATION;
+    CK_ULONG shortestPin = CK_UNAVAILABLE_INFORMATION;
+    // Tokens without an upper bound may say 0.
+    CK_ULONG longestPin = CK_UNAVAILABLE_INFORMATION;
 
     bool has(CK_FLAGS flag) const { return (flags & flag) != 0; }
+    // The user has a PIN, and has made it their own where the token wants that.
+    bool isActivated() const;
+    PinTries pinTries() const;
+
+    // To be asked before every login, because each refused one costs one of a few tries. Throws
+    // CardError when the token tells that this PIN, NUL-terminated, cannot be the right one
+    // (CKR_PIN_LEN_RANGE) or that none is taken (CKR_PIN_LOCKED, CKR_USER_PIN_NOT_INITIALIZED).
+    void checkBeforeLogin(const char* pin) const;
+
+private:
+    bool couldHaveLength(std::size_t pinLength) const;
 };
 
 struct SlotInfo {

@@ -14,7 +14,7 @@ std::size_t expectedSize(CK_ATTRIBUTE_TYPE type)
     case CKA_VALUE:
         return 8192;
     case CKA_SUBJECT:
-        return 2048;
+        return 16384;
     case CKA_MODULUS:
         return 1024;
     default:
@@ -26,6 +26,14 @@ bool answersPartly(CK_RV result)
 {
     return result == CKR_OK || result == CKR_ATTRIBUTE_TYPE_INVALID ||
            result == CKR_ATTRIBUTE_SENSITIVE || result == CKR_BUFFER_TOO_SMALL;
+}
+
+// Which of several failures a call reports is up to the token: that an attribute is too large may
+// be hidden by one that the object lacks. Asking again costs calls; certificates alone are likely
+// to be larger than expected.
+bool mayBeTooLarge(CK_ATTRIBUTE_TYPE type, CK_RV result)
+{
+    return result == CKR_BUFFER_TOO_SMALL || (result != CKR_OK && type == CKA_VALUE);
 }
 
 // C_Login takes a pointer to writable bytes but only reads them.
@@ -77,9 +85,10 @@ std::vector<CK_OBJECT_HANDLE> Session::find(Template& sought)
                                         &count);
         if (result != CKR_OK)
             break;
-        found.insert(found.end(), handles, handles + count);
-        if (count < atOnce)
+        // Fewer than asked for tell nothing: a token may give them in portions.
+        if (count == 0)
             break;
+        found.insert(found.end(), handles, handles + count);
     }
     const CK_RV finalResult =
         m_module.callForResult(&CK_FUNCTION_LIST::C_FindObjectsFinal, m_handle);
@@ -100,25 +109,25 @@ Attributes Session::read(CK_OBJECT_HANDLE object, const std::vector<CK_ATTRIBUTE
         request.push_back(
             {type, values.back().data(), static_cast<CK_ULONG>(values.back().size())});
     }
-    const auto get = [&] {
+    const auto get = [&](CK_ATTRIBUTE* attributes, std::size_t count) {
         const CK_RV result =
             m_module.callForResult(&CK_FUNCTION_LIST::C_GetAttributeValue, m_handle, object,
-                                   request.data(), static_cast<CK_ULONG>(request.size()));
+                                   attributes, static_cast<CK_ULONG>(count));
         if (!answersPartly(result))
             m_module.fail("C_GetAttributeValue", result);
         return result;
     };
-    if (get() == CKR_BUFFER_TOO_SMALL) {
-        for (CK_ATTRIBUTE& attribute : request)
-            attribute = {attribute.type, nullptr, 0};
-        get();
-        for (std::size_t i = 0; i < request.size(); ++i) {
-            const bool known = request[i].ulValueLen != CK_UNAVAILABLE_INFORMATION;
-            values[i].resize(known ? request[i].ulValueLen : 0);
-            request[i].pValue = values[i].data();
-            request[i].ulValueLen = static_cast<CK_ULONG>(values[i].size());
-        }
-        get();
+    const CK_RV result = get(request.data(), request.size());
+    for (std::size_t i = 0; i < request.size(); ++i) {
+        if (request[i].ulValueLen <= values[i].size() || !mayBeTooLarge(request[i].type, result))
+            continue;
+        request[i] = {request[i].type, nullptr, 0};
+        get(&request[i], 1);
+        if (request[i].ulValueLen == CK_UNAVAILABLE_INFORMATION)
+            continue;
+        values[i].resize(request[i].ulValueLen);
+        request[i].pValue = values[i].data();
+        get(&request[i], 1);
     }
     Attributes attributes;
     for (std::size_t i = 0; i < request.size(); ++i) {

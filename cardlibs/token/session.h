@@ -39,8 +39,8 @@ public:
     // Every object that matches, all of them for an empty template.
     std::vector<CK_OBJECT_HANDLE> find(Template& sought);
 
-    // One call for all the attributes, whichever of them the object has; a second and third only
-    // for values larger than expected.
+    // One call for all the attributes, whichever of them the object has; two more for each value
+    // that is larger than expected.
     Attributes read(CK_OBJECT_HANDLE object, const std::vector<CK_ATTRIBUTE_TYPE>& types);
 
     CK_OBJECT_HANDLE create(Template& object);

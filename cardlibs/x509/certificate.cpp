@@ -146,6 +146,21 @@ std::optional<Certificate> Certificate::parse(const Bytes& der)
     return certificate;
 }
 
+std::optional<Certificate> Certificate::parseStored(const Bytes& value)
+{
+    const unsigned char* at = value.data();
+    long length = 0;
+    int tag = 0;
+    int tagClass = 0;
+    const ErrorQueueGuard guard;
+    const int form =
+        ASN1_get_object(&at, &length, &tag, &tagClass, static_cast<long>(value.size()));
+    // 0x80: not even a header; a bit of it: the length is not given, or exceeds the value.
+    if ((form & 0x81) != 0)
+        return std::nullopt;
+    return parse(Bytes(value.data(), at + length));
+}
+
 bool Certificate::hasPolicy(std::string_view identifier) const
 {
     return std::any_of(m_policies.begin(), m_policies.end(), [&](const CertificatePolicy& policy) {

@@ -23,7 +23,7 @@ struct CertificatePolicy {
     std::string explicitText;
 };
 
-// Bits of keyUsage that matter here; absent extension: allowsAll.
+// Bits of keyUsage that matter here; without the extension any use is allowed.
 struct KeyUsage {
     bool present = false;
     bool digitalSignature = false;
@@ -31,12 +31,20 @@ struct KeyUsage {
     bool keyEncipherment = false;
     bool dataEncipherment = false;
     bool keyAgreement = false;
+
+    // Something may have been encrypted for the key.
+    bool allowsDecryption() const
+    {
+        return !present || keyEncipherment || dataEncipherment || keyAgreement;
+    }
 };
 
 class Certificate {
 public:
     // Nothing when the bytes are not exactly one certificate.
     static std::optional<Certificate> parse(const Bytes& der);
+    // The same for what a card keeps, which may have filled the object up behind the certificate.
+    static std::optional<Certificate> parseStored(const Bytes& value);
 
     const Bytes& der() const { return m_der; }
     // SHA-256 over the DER.

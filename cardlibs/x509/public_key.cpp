@@ -64,6 +64,19 @@ std::optional<PublicKey> ecKey(int curve, const Bytes& encodedPoint)
     return key;
 }
 
+template <typename Value>
+Bytes derOf(const Value* value, int (*encode)(const Value*, unsigned char**))
+{
+    const ErrorQueueGuard guard;
+    unsigned char* raw = nullptr;
+    const int length = value == nullptr ? 0 : encode(value, &raw);
+    if (length <= 0)
+        return {};
+    Bytes der(raw, raw + length);
+    OPENSSL_free(raw);
+    return der;
+}
+
 KeyPointer keyFromData(const char* algorithm, OSSL_PARAM_BLD* builder)
 {
     const ParametersPointer parameters(OSSL_PARAM_BLD_to_param(builder));
@@ -170,6 +183,25 @@ Bytes curveParameters(int curve)
     if (der.empty() || i2d_ASN1_OBJECT(object, &at) <= 0)
         return {};
     return der;
+}
+
+Bytes encodedKey(const PublicKey& key)
+{
+    return derOf<EVP_PKEY>(evpKey(key).get(), i2d_PublicKey);
+}
+
+Bytes subjectPublicKeyInfo(const PublicKey& key)
+{
+    return derOf<EVP_PKEY>(evpKey(key).get(), i2d_PUBKEY);
+}
+
+Bytes octetString(const Bytes& content)
+{
+    const OctetsPointer octets(ASN1_OCTET_STRING_new());
+    if (!octets ||
+        ASN1_OCTET_STRING_set(octets.get(), content.data(), static_cast<int>(content.size())) != 1)
+        return {};
+    return derOf<ASN1_OCTET_STRING>(octets.get(), i2d_ASN1_OCTET_STRING);
 }
 
 KeyPointer evpKey(const PublicKey& key)

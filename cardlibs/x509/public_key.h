@@ -43,6 +43,14 @@ int curveOf(const Bytes& parameters);
 // CKA_EC_PARAMS for a curve.
 Bytes curveParameters(int curve);
 
+// RSAPublicKey (RFC 8017, A.1.1), or the uncompressed point; empty when libcrypto does not accept
+// the key.
+Bytes encodedKey(const PublicKey& key);
+// SubjectPublicKeyInfo (RFC 5280, section 4.1); empty in the same case.
+Bytes subjectPublicKeyInfo(const PublicKey& key);
+// The bytes in a DER octet string, as tokens wrap points.
+Bytes octetString(const Bytes& content);
+
 // For libcrypto; null when it does not accept the key.
 KeyPointer evpKey(const PublicKey& key);
 

@@ -92,6 +92,30 @@ TEST_F(CardBehaviour, pinLockedOrNotInitialised_noTryIsSpent)
     EXPECT_EQ(proxy().count("C_Login"), 0u);
 }
 
+TEST_F(CardBehaviour, pinWithOneTryLeft_oneAttemptPerCallAndNoneForAnEmptyPin)
+{
+    makeCard({"aut"});
+    const std::string name = reader();
+    const auto descriptor = read().aut.at(0);
+    ASSERT_EQ(labels().result, 0);
+    proxy().reset();
+    proxy().changeTokenInfo = [](CK_TOKEN_INFO& info) {
+        info.flags |= CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_FINAL_TRY;
+    };
+    proxy().loginAnswer = CKR_PIN_INCORRECT;
+    EXPECT_NE(createRequest(Function::aut, "AUT1", wrongPin, descriptor[ckaIdField],
+                            descriptor[subjectField])
+                  .result,
+              0);
+    expectError(CKR_PIN_INCORRECT);
+    EXPECT_EQ(proxy().count("C_Login"), 1u);
+    EXPECT_NE(readCerts(name, "").result, 0);
+    EXPECT_EQ(proxy().count("C_Login"), 1u);
+    // The right PIN is still taken.
+    proxy().loginAnswer.reset();
+    EXPECT_EQ(readCerts(name, cardPin).result, 0) << lastError().text;
+}
+
 TEST_F(CardBehaviour, pinToBeChanged_notActivated)
 {
     makeCard({});
@@ -219,6 +243,30 @@ TEST_F(CardBehaviour, memoryTooSmallForTheCertificate_refusedUnchanged)
     EXPECT_EQ(objectNames(), before);
 }
 
+TEST_F(CardBehaviour, memoryFullOnlyWhenWritten_refusedUnchangedAndRepeatable)
+{
+    makeCard({"aut"});
+    const auto descriptor = read().aut.at(0);
+    proxy().failure = CKR_DEVICE_MEMORY;
+    proxy().failingCall = 1;
+    const auto before = objectNames();
+    proxy().failingName = "C_GenerateKeyPair";
+    EXPECT_NE(request(Function::aut, descriptor).result, 0);
+    expectError(CKR_DEVICE_MEMORY);
+    EXPECT_EQ(objectNames(), before);
+    const RequestResult made = request(Function::aut, descriptor);
+    ASSERT_EQ(made.result, 0) << lastError().text;
+    const std::string issued = issue(made.pem);
+    const auto requested = objectNames();
+    proxy().failingName = "C_CreateObject";
+    EXPECT_NE(save(Function::aut, descriptor[ckaIdField], issued), 0);
+    expectError(CKR_DEVICE_MEMORY);
+    EXPECT_EQ(objectNames(), requested);
+    EXPECT_EQ(save(Function::aut, descriptor[ckaIdField], issued), 0) << lastError().text;
+    EXPECT_EQ(objectNames().size(), 3u);
+    EXPECT_EQ(proxy().failuresPlayed, 2u);
+}
+
 TEST_F(CardBehaviour, noHashingMechanism_rawOneSigns)
 {
     makeCard({"aut"}, KeyType::rsa2048);
@@ -244,8 +292,9 @@ TEST_F(CardBehaviour, keyThatWantsThePinEachTime_getsIt)
     makeCard({"aut"});
     proxy().wantsPinEachTime = true;
     EXPECT_TRUE(renewAut());
-    // The request's signature and the trial one.
-    EXPECT_EQ(proxy().count("C_Login(context)"), 2u);
+    // The request's signature, the new key's trial, and the proof that the key about to be
+    // destroyed is the replaced certificate's.
+    EXPECT_EQ(proxy().count("C_Login(context)"), 3u);
 }
 
 TEST_F(CardBehaviour, privateKeysThatHideTheirPublicPart_foundByTheirPublicKeys)

@@ -22,53 +22,6 @@ softcard::CertifiedKeyOrder orderOf(const std::string& kind, int number,
     return softcard::orderFor(softcard::findKind(kind), number, keyType, 30);
 }
 
-TEST_F(Installation, eachKindAndKeyType_newCertificateWithItsKeyAndOldOneGone)
-{
-    struct Row {
-        const char* kind;
-        KeyType keyType;
-        Function function;
-    };
-    const Row rows[] = {
-        {"aut", KeyType::rsa2048, Function::aut},  {"aut", KeyType::p256, Function::aut},
-        {"aut", KeyType::p384, Function::aut},     {"pra", KeyType::rsa2048, Function::pra},
-        {"pra", KeyType::p256, Function::pra},     {"role", KeyType::p384, Function::pra},
-        {"cns", KeyType::rsa2048, Function::aut},  {"cns", KeyType::p256, Function::aut},
-        {"cns-like", KeyType::p256, Function::aut}};
-    makeCard({});
-    for (const Row& row : rows) {
-        SCOPED_TRACE(std::string(row.kind) + " " + std::to_string(static_cast<int>(row.keyType)));
-        const Bytes old = addCertificate(orderOf(row.kind, 0, row.keyType));
-        const bool isCns = std::string(row.kind).rfind("cns", 0) == 0;
-        const auto storeOf = [&](const ReadResult& result) {
-            return isCns ? result.cns : row.function == Function::pra ? result.pra : result.aut;
-        };
-        const auto descriptor = storeOf(read()).at(0);
-        const RequestResult made =
-            isCns ? requestCns(descriptor) : request(row.function, descriptor);
-        ASSERT_EQ(made.result, 0) << lastError().text;
-        ASSERT_EQ(workingPairs(), 1u);
-        const std::string issued = issue(made.pem);
-        ASSERT_EQ(save(row.function, descriptor[ckaIdField], issued), 0) << lastError().text;
-        EXPECT_EQ(workingPairs(), 1u);
-        EXPECT_THAT(objectNames(), SizeIs(3));
-        ASSERT_THAT(certificates(), SizeIs(1));
-        EXPECT_NE(certificates()[0].certificate.der(), old);
-        const auto renewed = storeOf(read());
-        ASSERT_THAT(renewed, SizeIs(1));
-        EXPECT_GT(renewed[0][notAfterField], descriptor[notAfterField]);
-        EXPECT_EQ(renewed[0][subjectField], descriptor[subjectField]);
-        // Certificate and key of the new pair bear one identifier.
-        for (const std::string& name : objectNames())
-            EXPECT_THAT(name, HasSubstr(renewed[0][ckaIdField]));
-        onCard([](cardlibs::token::Session& session) {
-            cardlibs::token::Template anything;
-            for (const CK_OBJECT_HANDLE handle : session.find(anything))
-                session.destroy(handle);
-        });
-    }
-}
-
 TEST_F(Installation, repeated_changesNothingAndSucceeds)
 {
     makeCard({"aut"});
@@ -143,33 +96,6 @@ TEST_F(Installation, requestRepeated_certificateOfEitherIsInstalled)
     EXPECT_EQ(workingPairs(), 1u);
     // The key has its certificate now; another one for it is not for a pending key.
     expectRefused([&] { return save(Function::aut, "", second); }, fault::issuedForOtherKey);
-}
-
-TEST_F(Installation, twoDueAtOnce_installedInEitherOrder)
-{
-    for (const bool reversed : {false, true}) {
-        SCOPED_TRACE(reversed);
-        folder().clear();
-        folder().prepare();
-        makeCard({"aut", "aut"});
-        const ReadResult before = read();
-        std::vector<std::string> issued;
-        for (const auto& descriptor : before.aut)
-            issued.push_back(issue(request(Function::aut, descriptor).pem));
-        const std::vector<std::size_t> order =
-            reversed ? std::vector<std::size_t>{1, 0} : std::vector<std::size_t>{0, 1};
-        for (const std::size_t at : order) {
-            expectRefused(
-                [&] { return save(Function::aut, before.aut[1 - at][ckaIdField], issued[at]); },
-                fault::replacesOther);
-            EXPECT_EQ(save(Function::aut, before.aut[at][ckaIdField], issued[at]), 0)
-                << lastError().text;
-            EXPECT_EQ(workingPairs(), 2u);
-        }
-        EXPECT_THAT(objectNames(), SizeIs(6));
-        for (const auto& descriptor : read().aut)
-            EXPECT_GT(descriptor[notAfterField], before.aut[0][notAfterField]);
-    }
 }
 
 TEST_F(Installation, recovery_emptyIdentifierInstallsForThePendingKey)
@@ -301,64 +227,6 @@ TEST_F(Installation, foreignObjects_untouched)
         if (isForeign(name))
             after.push_back(name);
     EXPECT_EQ(after, before);
-}
-
-// What others make of a card after a renewal.
-TEST_F(Installation, outsideJudges_readTheCertificateAndSignWithItsKey)
-{
-    makeCard({"aut"}, KeyType::rsa2048);
-    const auto descriptor = read().aut[0];
-    const RequestResult made = request(Function::aut, descriptor);
-    const std::string issued = issue(made.pem);
-    ASSERT_EQ(save(Function::aut, descriptor[ckaIdField], issued), 0) << lastError().text;
-    const std::string id = read().aut.at(0)[ckaIdField];
-
-    const TemporaryFolder scratch;
-    const auto file = [&](const char* name) { return (scratch.path() / name).string(); };
-    writeText(file("request.pem"), made.pem);
-    writeText(file("issued.pem"), issued);
-    writeText(file("pin"), cardPin);
-    EXPECT_EQ(runTool({"openssl", "req", "-in", file("request.pem"), "-noout", "-verify"}).exitCode,
-              0);
-    const ToolRun verified =
-        runTool({"openssl", "verify", "-CAfile", folder().authority() / "certificate.pem",
-                 file("issued.pem")});
-    EXPECT_EQ(verified.exitCode, 0) << verified.output;
-
-    setenv("TEST_PIN", cardPin, 1);
-    const ToolRun fetched =
-        runTool({"pkcs11-tool", "--module", softhsmModule(), "--read-object", "--type", "cert",
-                 "--id", id, "--output-file", file("fetched.der")});
-    EXPECT_EQ(fetched.exitCode, 0) << fetched.output;
-    const std::string der = inForm(issued, {"x509", "-in", "IN", "-outform", "DER", "-out", "OUT"});
-    EXPECT_EQ(readText(file("fetched.der")), der);
-
-    writeText(file("data"), "da firmare");
-    const ToolRun sealed =
-        runTool({"pkcs11-tool", "--module", softhsmModule(), "--login", "--pin", "env:TEST_PIN",
-                 "--sign", "--mechanism", "SHA256-RSA-PKCS", "--id", id, "--input-file",
-                 file("data"), "--output-file", file("signature")});
-    EXPECT_EQ(sealed.exitCode, 0) << sealed.output;
-    ASSERT_EQ(runTool({"openssl", "x509", "-in", file("issued.pem"), "-noout", "-pubkey", "-out",
-                       file("public.pem")})
-                  .exitCode,
-              0);
-    const ToolRun checked = runTool({"openssl", "dgst", "-sha256", "-verify", file("public.pem"),
-                                     "-signature", file("signature"), file("data")});
-    EXPECT_EQ(checked.exitCode, 0) << checked.output;
-
-    setenv("GNUTLS_PIN", cardPin, 1);
-    const ToolRun listed = runTool({"p11tool", "--provider", softhsmModule(), "--batch",
-                                    "--list-all", "--login", "pkcs11:token=Carta%20di%20prova"});
-    EXPECT_EQ(listed.exitCode, 0) << listed.output;
-    EXPECT_THAT(listed.output, HasSubstr("Label: AUT1"));
-    EXPECT_EQ(listed.output.find("Label: AUT0"), std::string::npos);
-    const ToolRun tried =
-        runTool({"p11tool", "--provider", softhsmModule(), "--batch", "--login", "--test-sign",
-                 "pkcs11:token=Carta%20di%20prova;object=AUT1;type=private"});
-    EXPECT_EQ(tried.exitCode, 0) << tried.output;
-    unsetenv("GNUTLS_PIN");
-    unsetenv("TEST_PIN");
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ std::set<std::string> exportedNames(const std::string& library)
     return names;
 }
 
-TEST(LibraryFiles, cardAccess_exportsItsTwelveFunctionsAlone)
+TEST(LibraryFiles, cardAccess_exportsItsTwelveFunctionsAndTheDiagnosisAlone)
 {
     const std::set<std::string> expected = {"mvGetReaderName",
                                             "mvInitializeFromATRLite",
@@ -38,7 +38,13 @@ TEST(LibraryFiles, cardAccess_exportsItsTwelveFunctionsAlone)
                                             "mvCNSToBeActivatedLite",
                                             "mvLastErrno",
                                             "mvCheckSmartCard",
-                                            "getSlotBriskoLite"};
+                                            "getSlotBriskoLite",
+                                            "mvDiagnoseReaders",
+                                            "mvDiagnoseAtr",
+                                            "mvDiagnosisFree",
+                                            "mvDiagnosisCount",
+                                            "mvDiagnosisText",
+                                            "mvDiagnosisNumber"};
     EXPECT_EQ(exportedNames(MOLVANE_FILE), expected);
 }
 

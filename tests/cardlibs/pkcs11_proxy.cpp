@@ -10,6 +10,7 @@ extern "C" CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR list);
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 
@@ -63,6 +64,16 @@ void writeLog(const char* name)
     close(log);
 }
 
+// What a test cannot do from outside: end the program between two certain calls.
+void endProgramWhenTold()
+{
+    const char* number = std::getenv("PKCS11_PROXY_KILL");
+    if (number == nullptr || control().calls.size() != std::strtoul(number, nullptr, 10))
+        return;
+    const char* signal = std::getenv("PKCS11_PROXY_SIGNAL");
+    std::raise(signal == nullptr ? SIGKILL : std::atoi(signal));
+}
+
 // What is to become of the call that was just noted.
 std::optional<Fault> faultNow(const char* name)
 {
@@ -82,6 +93,18 @@ std::optional<Fault> faultNow(const char* name)
     return state.fault;
 }
 
+// Answers do not matter: a module that is not started has nothing open.
+void closeEverything()
+{
+    std::vector<CK_SLOT_ID> slots(16);
+    CK_ULONG count = slots.size();
+    if (behind()->C_GetSlotList(CK_TRUE, slots.data(), &count) != CKR_OK)
+        return;
+    slots.resize(count);
+    for (const CK_SLOT_ID slot : slots)
+        behind()->C_CloseAllSessions(slot);
+}
+
 template <typename Call>
 CK_RV passed(const char* name, Call&& call)
 {
@@ -90,8 +113,11 @@ CK_RV passed(const char* name, Call&& call)
         state.before(name);
     state.calls.emplace_back(name);
     writeLog(name);
+    endProgramWhenTold();
     const std::optional<Fault> fault = faultNow(name);
-    if (fault == Fault::instead || fault == Fault::fromHereOn)
+    if (fault == Fault::pulledAndBack)
+        closeEverything();
+    if (fault && fault != Fault::afterwards)
         return state.failure;
     const CK_RV result = call();
     return fault == Fault::afterwards ? state.failure : result;
@@ -114,10 +140,36 @@ struct Wrapper<member, name, CK_RV (*)(Arguments...)> {
     }
 };
 
+CK_FLAGS flagsFrom(const char* variable)
+{
+    const char* text = std::getenv(variable);
+    return text == nullptr ? 0 : std::strtoul(text, nullptr, 16);
+}
+
+void changeAsTold(CK_TOKEN_INFO& info)
+{
+    if ((info.flags & CKF_TOKEN_INITIALIZED) == 0)
+        return;
+    info.flags |= flagsFrom("PKCS11_PROXY_SET_FLAGS");
+    info.flags &= ~flagsFrom("PKCS11_PROXY_CLEAR_FLAGS");
+}
+
+void changeAsTold(CK_SLOT_INFO& info)
+{
+    const char* name = std::getenv("PKCS11_PROXY_SLOT_NAME");
+    if (name == nullptr)
+        return;
+    std::memset(info.slotDescription, ' ', sizeof info.slotDescription);
+    std::memcpy(info.slotDescription, name,
+                std::min(std::strlen(name), sizeof info.slotDescription));
+}
+
 CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO_PTR info)
 {
     return passed("C_GetTokenInfo", [&] {
         const CK_RV result = behind()->C_GetTokenInfo(slot, info);
+        if (result == CKR_OK)
+            changeAsTold(*info);
         if (result == CKR_OK && control().changeTokenInfo)
             control().changeTokenInfo(*info);
         return result;
@@ -128,12 +180,15 @@ CK_RV getSlotInfo(CK_SLOT_ID slot, CK_SLOT_INFO_PTR info)
 {
     return passed("C_GetSlotInfo", [&] {
         const CK_RV result = behind()->C_GetSlotInfo(slot, info);
-        if (result == CKR_OK && control().changeSlotInfo) {
-            CK_TOKEN_INFO token = {};
-            const bool isInitialised = behind()->C_GetTokenInfo(slot, &token) == CKR_OK &&
-                                       (token.flags & CKF_TOKEN_INITIALIZED) != 0;
+        if (result != CKR_OK)
+            return result;
+        CK_TOKEN_INFO token = {};
+        const bool isInitialised = behind()->C_GetTokenInfo(slot, &token) == CKR_OK &&
+                                   (token.flags & CKF_TOKEN_INITIALIZED) != 0;
+        if (isInitialised)
+            changeAsTold(*info);
+        if (control().changeSlotInfo)
             control().changeSlotInfo(*info, isInitialised);
-        }
         return result;
     });
 }
@@ -192,6 +247,9 @@ CK_RV sign(CK_SESSION_HANDLE session, CK_BYTE_PTR data, CK_ULONG size, CK_BYTE_P
 {
     return passed("C_Sign", [&] {
         const CK_RV result = behind()->C_Sign(session, data, size, signature, length);
+        const CK_ULONG longest = control().longestToSign;
+        if (result == CKR_OK && longest != 0 && size > longest)
+            return CK_RV(CKR_DATA_LEN_RANGE);
         if (result == CKR_OK && signature != nullptr && control().corruptsSignatures)
             signature[0] = static_cast<CK_BYTE>(signature[0] ^ 1);
         return result;
@@ -218,6 +276,11 @@ CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
         for (CK_ULONG i = 0; isReadBack && i < count; ++i)
             if (attributes[i].type == CKA_VALUE && attributes[i].pValue != nullptr)
                 static_cast<CK_BYTE*>(attributes[i].pValue)[10] ^= 1;
+        for (CK_ULONG i = 0; i < count; ++i)
+            if (has(control().lackingAttributes, attributes[i].type)) {
+                attributes[i].ulValueLen = CK_UNAVAILABLE_INFORMATION;
+                result = CKR_ATTRIBUTE_TYPE_INVALID;
+            }
         const bool changes = control().wantsPinEachTime || control().hidesPublicParts;
         if (!changes || !isPrivateKey(session, object))
             return result;
@@ -239,6 +302,15 @@ CK_RV getAttributeValue(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE object,
     });
 }
 
+CK_RV findObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE_PTR objects, CK_ULONG room,
+                  CK_ULONG_PTR count)
+{
+    return passed("C_FindObjects", [&] {
+        const CK_ULONG most = control().objectsAtOnce.value_or(room);
+        return behind()->C_FindObjects(session, objects, std::min(room, most), count);
+    });
+}
+
 // SHA-1 of the modulus or the point, as many cards choose it.
 std::vector<unsigned char> chosenIdentifier(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE publicKey)
 {
@@ -249,6 +321,10 @@ std::vector<unsigned char> chosenIdentifier(CK_SESSION_HANDLE session, CK_OBJECT
             continue;
         // A point comes wrapped in an octet string with a header of two bytes.
         const std::size_t skip = type == CKA_EC_POINT ? 2 : 0;
+        if (control().deriveIdentifier)
+            return control().deriveIdentifier(std::vector<unsigned char>(
+                value.begin() + static_cast<std::ptrdiff_t>(skip),
+                value.begin() + static_cast<std::ptrdiff_t>(attribute.ulValueLen)));
         std::vector<unsigned char> digest(EVP_MAX_MD_SIZE);
         unsigned int length = 0;
         if (EVP_Digest(value.data() + skip, attribute.ulValueLen - skip, digest.data(), &length,
@@ -307,7 +383,6 @@ CK_FUNCTION_LIST* functionList()
     PROXY_WRAP(C_GetObjectSize)
     PROXY_WRAP(C_SetAttributeValue)
     PROXY_WRAP(C_FindObjectsInit)
-    PROXY_WRAP(C_FindObjects)
     PROXY_WRAP(C_FindObjectsFinal)
     PROXY_WRAP(C_SignUpdate)
     PROXY_WRAP(C_SignFinal)
@@ -329,6 +404,7 @@ CK_FUNCTION_LIST* functionList()
     list.C_Sign = &sign;
     list.C_GetAttributeValue = &getAttributeValue;
     list.C_GenerateKeyPair = &generateKeyPair;
+    list.C_FindObjects = &findObjects;
     return &list;
 }
 

@@ -4,7 +4,8 @@
 // The module behind it is the file that the environment variable PKCS11_PROXY_MODULE names. Tests
 // load the proxy's file once more to get at proxyControl() of the same instance. Programs that run
 // in other processes have their calls written to the file that PKCS11_PROXY_LOG names, one name a
-// line.
+// line; for them PKCS11_PROXY_SET_FLAGS and PKCS11_PROXY_CLEAR_FLAGS (hexadecimal) change the flags
+// of initialised tokens, and PKCS11_PROXY_SLOT_NAME is the description of their slots.
 
 #ifndef TARVELOQT_TESTS_CARDLIBS_PKCS11_PROXY_H
 #define TARVELOQT_TESTS_CARDLIBS_PKCS11_PROXY_H
@@ -26,6 +27,8 @@ enum class Fault {
     afterwards,
     // Neither this call nor any later one is made: the card is gone.
     fromHereOn,
+    // The call is not made, and the card is back at once: what was open on it is closed.
+    pulledAndBack,
 };
 
 struct ProxyControl {
@@ -51,14 +54,22 @@ struct ProxyControl {
     std::optional<CK_RV> loginAnswer;
     // The token sets CKA_ID of new keys itself.
     bool choosesIdentifiers = false;
+    // How it does: from the modulus or the bare point. SHA-1 of it when this is not set.
+    std::function<std::vector<unsigned char>(const std::vector<unsigned char>&)> deriveIdentifier;
     // CKA_ALWAYS_AUTHENTICATE is true for private keys; context-specific logins are counted and
     // answered with CKR_OK.
     bool wantsPinEachTime = false;
     // Private keys tell neither modulus nor point.
     bool hidesPublicParts = false;
+    // No object has these.
+    std::vector<CK_ATTRIBUTE_TYPE> lackingAttributes;
+    // Longer data is refused by C_Sign with CKR_DATA_LEN_RANGE; 0 for any length.
+    CK_ULONG longestToSign = 0;
     // The value of a certificate written meanwhile is read back wrong.
     bool corruptsReadBack = false;
     bool corruptsSignatures = false;
+    // The most objects that one C_FindObjects gives, however many were asked for.
+    std::optional<CK_ULONG> objectsAtOnce;
     // Called before each call, to change the world under way.
     std::function<void(const std::string& name)> before;
 

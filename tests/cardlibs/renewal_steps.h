@@ -17,6 +17,10 @@ inline constexpr std::size_t serialField = 4;
 inline constexpr std::size_t notAfterField = 6;
 inline constexpr std::size_t ckaIdField = 7;
 
+// Of a kind that softcards have.
+bool isCnsKind(const std::string& kind);
+Function functionFor(const std::string& kind);
+
 class RenewalFixture : public CardFixture {
 protected:
     ReadResult read() { return readCerts(reader(), cardPin); }
@@ -27,6 +31,11 @@ protected:
                           const std::string& label = {});
     // Same, for a certificate in the CNS position.
     RequestResult requestCns(const std::vector<std::string>& descriptor);
+    // Same, by the certificate's kind.
+    RequestResult requestFor(const std::string& kind, const std::vector<std::string>& descriptor);
+    // The one among all stores that has the certificate's serial number.
+    static std::vector<std::string> descriptorOf(const ReadResult& stores,
+                                                 const cardlibs::Bytes& certificate);
     int save(Function function, const std::string& ckaId, const std::string& certificate);
 
     // PEM of the demonstration authority's answer.
