@@ -18,24 +18,27 @@ stop() {
     exit 1
 }
 
-# configure PRESET: into $build/PRESET. A folder configured elsewhere (a copied checkout) starts anew.
+# configure PRESET [NAME [FLAG...]]: into $build/NAME, which is $build/PRESET when no name is given. A
+# folder configured elsewhere (a copied checkout) starts anew.
 configure() {
-    local folder=$build/$1 cache=$build/$1/CMakeCache.txt
+    local preset=$1 name=${2-$1}
+    shift $(($# > 1 ? 2 : 1))
+    local folder=$build/$name cache=$build/$name/CMakeCache.txt
     if [[ -f $cache ]] && ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$cache"; then
         rm -rf "$folder"
     fi
-    cmake --preset "$1" -B "$folder" >"$build/configure-$1.log" 2>&1 || {
-        cat "$build/configure-$1.log" >&2
+    cmake --preset "$preset" -B "$folder" "$@" >"$build/configure-$name.log" 2>&1 || {
+        cat "$build/configure-$name.log" >&2
         stop "the configuration failed; the lines above name what is missing"
     }
 }
 
-# compile PRESET [TARGET...]
+# compile NAME [TARGET...]
 compile() {
-    local preset=$1 targets=()
+    local name=$1 targets=()
     shift
     if (($# > 0)); then
         targets=(--target "$@")
     fi
-    cmake --build "$build/$preset" --parallel "$(nproc)" "${targets[@]}"
+    cmake --build "$build/$name" --parallel "$(nproc)" "${targets[@]}"
 }

@@ -200,6 +200,33 @@ void DemoAuthority::addExtension(X509* certificate, int type, const std::string&
             "cannot add an extension");
 }
 
+void DemoAuthority::addPolicy(X509* certificate, const Profile& profile) const
+{
+    if (profile.explicitText.empty()) {
+        addExtension(certificate, NID_certificate_policies, profile.policy);
+        return;
+    }
+    const Pointer<CERTIFICATEPOLICIES, CERTIFICATEPOLICIES_free> policies(sk_POLICYINFO_new_null());
+    POLICYINFO* policy = POLICYINFO_new();
+    require(policies && policy && sk_POLICYINFO_push(policies.get(), policy) > 0,
+            "cannot make a policy");
+    policy->policyid = OBJ_txt2obj(profile.policy.c_str(), 1);
+    policy->qualifiers = sk_POLICYQUALINFO_new_null();
+    POLICYQUALINFO* qualifier = POLICYQUALINFO_new();
+    require(policy->policyid && policy->qualifiers && qualifier &&
+                sk_POLICYQUALINFO_push(policy->qualifiers, qualifier) > 0,
+            "cannot make a policy qualifier");
+    qualifier->pqualid = OBJ_nid2obj(NID_id_qt_unotice);
+    qualifier->d.usernotice = USERNOTICE_new();
+    require(qualifier->d.usernotice != nullptr, "cannot make a user notice");
+    qualifier->d.usernotice->exptext = ASN1_UTF8STRING_new();
+    require(qualifier->d.usernotice->exptext &&
+                ASN1_STRING_set(qualifier->d.usernotice->exptext, profile.explicitText.data(),
+                                static_cast<int>(profile.explicitText.size())) == 1 &&
+                X509_add1_ext_i2d(certificate, NID_certificate_policies, policies.get(), 0, 0) == 1,
+            "cannot add a user notice");
+}
+
 void DemoAuthority::sign(X509* certificate) const
 {
     require(X509_sign(certificate, m_key.get(), EVP_sha256()) > 0, "cannot sign the certificate");
@@ -211,7 +238,7 @@ cardlibs::Bytes DemoAuthority::certify(const X509_NAME* subject, EVP_PKEY* key,
     const X509Pointer certificate = draft(subject, key, validity);
     addExtension(certificate.get(), NID_key_usage, profile.keyUsage);
     addExtension(certificate.get(), NID_ext_key_usage, profile.extendedKeyUsage);
-    addExtension(certificate.get(), NID_certificate_policies, profile.policy);
+    addPolicy(certificate.get(), profile);
     sign(certificate.get());
     return derOf(certificate.get());
 }

@@ -23,6 +23,8 @@ struct Profile {
     std::string keyUsage;
     std::string extendedKeyUsage;
     std::string policy;
+    // Explicit text of the policy's user notice, UTF-8; empty for none.
+    std::string explicitText = {};
 };
 
 class DemoAuthority {
@@ -53,6 +55,7 @@ private:
     cardlibs::x509::X509Pointer draft(const X509_NAME* subject, EVP_PKEY* key,
                                       const Validity& validity) const;
     void addExtension(X509* certificate, int type, const std::string& value) const;
+    void addPolicy(X509* certificate, const Profile& profile) const;
     void sign(X509* certificate) const;
 
     cardlibs::x509::KeyPointer m_key;
