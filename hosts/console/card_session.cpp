@@ -1,13 +1,28 @@
 #include "hosts/console/card_session.h"
 
+#include "hosts/console/exit_code.h"
 #include "hosts/console/pin_source.h"
+#include "hosts/console/terminal.h"
+
+#include <optional>
 
 namespace console {
 
 namespace keys = renew_context;
 
+LibraryOutput libraryOutput()
+{
+    return streamUse().isJson ? LibraryOutput::onStandardError : LibraryOutput::shown;
+}
+
+LibraryInput libraryInput()
+{
+    return mayAsk() ? LibraryInput::asItIs : LibraryInput::empty;
+}
+
 CardSession::CardSession()
 {
+    const LibraryStreams streams(libraryOutput(), libraryInput());
     init_renew_system(&m_context);
 }
 
@@ -19,6 +34,13 @@ CardSession::~CardSession()
         if (pin != settings->end()) {
             wipe(*pin);
         }
+    }
+    std::optional<LibraryStreams> streams;
+    try {
+        streams.emplace(libraryOutput(), libraryInput());
+    } catch (const Stop&) {
+        // A log on standard output then ends there: no reason not to end the session.
+        streams.reset();
     }
     free_renew_system(&m_context);
 }

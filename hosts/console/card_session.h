@@ -3,11 +3,18 @@
 #ifndef TARVELOQT_HOSTS_CONSOLE_CARD_SESSION_H
 #define TARVELOQT_HOSTS_CONSOLE_CARD_SESSION_H
 
+#include "hosts/console/library_streams.h"
+
 #include <QString>
 
 #include <card_v_func.h>
 
 namespace console {
+
+// The streams as the library's operations find them in this run: what it prints stays out of a
+// JSON document, and nobody is asked who cannot answer.
+LibraryOutput libraryOutput();
+LibraryInput libraryInput();
 
 class CardSession {
 public:

@@ -26,7 +26,8 @@ std::optional<CertificateEntry> named(const std::vector<CertificateEntry>& entri
 CertificateEntry askFor(const std::vector<CertificateEntry>& entries)
 {
     for (;;) {
-        ask(QStringLiteral("Which certificate? Its number, or an empty line to leave: "));
+        ask(Text("Quale certificato? Il suo numero, o una riga vuota per uscire: ",
+                 "Which certificate? Its number, or an empty line to leave: "));
         const std::optional<QString> answer = readAnswer();
         if (!answer || answer->trimmed().isEmpty()) {
             throw Stop(ExitCode::declined);
@@ -35,9 +36,10 @@ CertificateEntry askFor(const std::vector<CertificateEntry>& entries)
         if (entry && entry->canBeChosen()) {
             return *entry;
         }
-        say(entry ? QStringLiteral("Number %1 is %2.")
+        say(entry ? Text("Numero %1: %2.", "Number %1 is %2.")
                         .arg(QString::number(entry->number), entry->verdictText)
-                  : QStringLiteral("The table has no such number."));
+                  : Text("La tabella non ha questo numero.", "The table has no such number.")
+                        .string());
     }
 }
 
@@ -50,11 +52,13 @@ CertificateEntry chooseCertificate(const std::vector<CertificateEntry>& entries,
         const auto entry = named(entries, wanted);
         if (!entry) {
             throw Stop(ExitCode::choiceNeeded,
-                       QStringLiteral("No certificate on the card is called \"%1\".").arg(wanted));
+                       Text("Nessun certificato sulla carta si chiama \"%1\".",
+                            "No certificate on the card is called \"%1\".")
+                           .arg(wanted));
         }
         if (!entry->canBeChosen()) {
             throw Stop(ExitCode::nothingToRenew,
-                       QStringLiteral("Certificate %1: %2.")
+                       Text("Certificato %1: %2.", "Certificate %1: %2.")
                            .arg(QString::number(entry->number), entry->verdictText));
         }
         return *entry;
@@ -70,7 +74,8 @@ CertificateEntry chooseCertificate(const std::vector<CertificateEntry>& entries,
         return choices.front();
     }
     if (!mayAsk) {
-        throw Stop(ExitCode::choiceNeeded, QStringLiteral("Several certificates can be renewed."));
+        throw Stop(ExitCode::choiceNeeded, Text("I certificati da rinnovare sono più d'uno.",
+                                                "Several certificates can be renewed."));
     }
     return askFor(entries);
 }
@@ -79,9 +84,22 @@ bool confirmed(const QString& question)
 {
     static const QStringList yes = {QStringLiteral("y"), QStringLiteral("yes"), QStringLiteral("s"),
                                     QStringLiteral("si"), QStringLiteral("s\u00ec")};
-    ask(question + QStringLiteral(" [y/N] "));
+    ask(question + Text(" [s/N] ", " [y/N] ").string());
     const std::optional<QString> answer = readAnswer();
     return answer && yes.contains(answer->trimmed().toLower());
+}
+
+void requireConfirmation(const Arguments& arguments)
+{
+    if (arguments.yes) {
+        return;
+    }
+    if (!mayAsk()) {
+        throw Stop(ExitCode::confirmationNeeded);
+    }
+    if (!confirmed(Text("Procedere?", "Go on?"))) {
+        throw Stop(ExitCode::declined);
+    }
 }
 
 }  // namespace console

@@ -3,6 +3,7 @@
 #ifndef TARVELOQT_HOSTS_CONSOLE_CERTIFICATE_CHOICE_H
 #define TARVELOQT_HOSTS_CONSOLE_CERTIFICATE_CHOICE_H
 
+#include "hosts/console/arguments.h"
 #include "hosts/console/certificate_entry.h"
 
 #include <QString>
@@ -20,6 +21,10 @@ CertificateEntry chooseCertificate(const std::vector<CertificateEntry>& entries,
 
 // Asks a yes-or-no question; anything but a clear yes, the end of input too, is no.
 bool confirmed(const QString& question);
+
+// Lets the card be changed only with --yes or a clear yes. Throws Stop: declined, and
+// confirmationNeeded where nobody can be asked.
+void requireConfirmation(const Arguments& arguments);
 
 }  // namespace console
 

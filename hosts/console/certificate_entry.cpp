@@ -1,6 +1,7 @@
 #include "hosts/console/certificate_entry.h"
 
 #include "hosts/console/distinguished_name.h"
+#include "hosts/console/language.h"
 #include "hosts/console/text_layout.h"
 
 #include <QStringList>
@@ -21,15 +22,15 @@ constexpr int descriptorIssuerField = 1;
 struct KindRow {
     Kind kind;
     const QString& prefix;
-    const char* name;
+    Text name;
 };
 
 const std::vector<KindRow>& kindRows()
 {
     static const std::vector<KindRow> rowsByOrder = {
-        {Kind::authentication, keys::autRowPrefix, "authentication"},
-        {Kind::signature, keys::praRowPrefix, "signature"},
-        {Kind::cns, keys::cnsRowPrefix, "CNS"},
+        {Kind::authentication, keys::autRowPrefix, Text("autenticazione", "authentication")},
+        {Kind::signature, keys::praRowPrefix, Text("firma", "signature")},
+        {Kind::cns, keys::cnsRowPrefix, Text("CNS", "CNS")},
     };
     return rowsByOrder;
 }
@@ -59,29 +60,34 @@ QString sentenceFor(const CertificateEntry& entry, const RenewRecord& record)
 {
     switch (entry.verdict) {
     case Verdict::toRenew: {
-        QString text = QStringLiteral("to be renewed");
+        QString text = Text("da rinnovare", "to be renewed");
         const QDate end = dateOf(entry.expectedEnd);
         if (end.isValid()) {
-            text += QStringLiteral("; afterwards valid until ") + end.toString(Qt::ISODate);
+            text += Text("; poi valido fino al %1", "; afterwards valid until %1")
+                        .arg(end.toString(Qt::ISODate));
         }
         if (!entry.pendingKey.isEmpty()) {
-            text += QStringLiteral("; begun earlier, its new key waits on the card");
+            text += Text("; già iniziato, la nuova chiave attende sulla carta",
+                         "; begun earlier, its new key waits on the card")
+                        .string();
         }
         return text;
     }
     case Verdict::notYetDue:
         return entry.validUntil.isValid()
-                   ? QStringLiteral("not yet due: can be renewed from ") +
-                         entry.validUntil.addDays(-renewalPeriodDays).toString(Qt::ISODate)
-                   : QStringLiteral("not yet due");
+                   ? Text("non ancora in scadenza: rinnovabile dal %1",
+                          "not yet due: can be renewed from %1")
+                         .arg(entry.validUntil.addDays(-renewalPeriodDays).toString(Qt::ISODate))
+                   : Text("non ancora in scadenza", "not yet due").string();
     case Verdict::expired:
-        return QStringLiteral("expired: can no longer be renewed");
+        return Text("scaduto: non più rinnovabile", "expired: can no longer be renewed");
     case Verdict::otherAuthority:
-        return QStringLiteral("cannot be renewed: only certificates issued by ") +
-               record.value(keys::issuerDN).split(QLatin1Char('-')).join(QStringLiteral(", ")) +
-               QStringLiteral(" can");
+        return Text("non rinnovabile: lo sono solo i certificati emessi da %1",
+                    "cannot be renewed: only certificates issued by %1 can")
+            .arg(record.value(keys::issuerDN).split(QLatin1Char('-')).join(QStringLiteral(", ")));
     case Verdict::recovery:
-        return QStringLiteral("a renewal was interrupted: a key waits for its certificate");
+        return Text("rinnovo interrotto: una chiave attende il suo certificato",
+                    "a renewal was interrupted: a key waits for its certificate");
     case Verdict::otherReason:
         break;
     }
@@ -95,8 +101,8 @@ CertificateEntry entryFor(const KindRow& kindRow, int number, const RenewRecord&
     entry.row = keys::rowKey(kindRow.prefix, number);
     entry.kind = kindRow.kind;
     entry.kindName = record.value(keys::renewalLabel) == keys::roleCertificate
-                         ? QStringLiteral("role signature")
-                         : QString::fromUtf8(kindRow.name);
+                         ? Text("firma di ruolo", "role signature").string()
+                         : kindRow.name.string();
     entry.verdict = verdictOf(record);
     entry.holder = printable(displayName(record.value(keys::subjectDN)));
     QString issuer = record.value(keys::issuerDN);
@@ -104,6 +110,7 @@ CertificateEntry entryFor(const KindRow& kindRow, int number, const RenewRecord&
         const QStringList fields = sources.descriptor(entry.kind, number).split(QLatin1Char('#'));
         issuer = fields.value(descriptorIssuerField);
     }
+    entry.issuerDN = issuer;
     entry.issuer = printable(displayName(issuer));
     entry.serialNumber = record.value(keys::serialNumber);
     entry.renewalId = record.value(keys::renewalId);
@@ -124,6 +131,15 @@ CertificateEntry entryFor(const KindRow& kindRow, int number, const RenewRecord&
 }
 
 }  // namespace
+
+QString kindName(Kind kind)
+{
+    const auto& rows = kindRows();
+    const auto row = std::find_if(rows.begin(), rows.end(), [kind](const KindRow& candidate) {
+        return candidate.kind == kind;
+    });
+    return row != rows.end() ? row->name.string() : QString();
+}
 
 QDate dateOf(const QString& text)
 {

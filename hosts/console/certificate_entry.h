@@ -35,6 +35,8 @@ struct CertificateEntry {
     QString kindName;
     QString holder;
     QString issuer;
+    // Distinguished name as the card gives it.
+    QString issuerDN;
     QString serialNumber;
     QString renewalId;
     QString pendingKey;
@@ -65,6 +67,9 @@ struct EntrySources {
 // within a kind.
 std::vector<CertificateEntry> certificateEntries(const RenewContext& context,
                                                  const EntrySources& sources);
+
+// The kind in the language that is set.
+QString kindName(Kind kind);
 
 // The date in the first eight characters (yyyyMMdd); invalid when there is none.
 QDate dateOf(const QString& text);

@@ -11,10 +11,11 @@ namespace {
 
 constexpr qint64 largestFile = 1048576;
 
-[[noreturn]] void fail(const QString& what, const QString& path, const QString& why)
+[[noreturn]] void cannotRead(const QString& path, const QString& why)
 {
     throw Stop(ExitCode::fileFailed,
-               QStringLiteral("The file %1 cannot be %2: %3.").arg(path, what, why));
+               Text("Impossibile leggere il file %1: %2.", "The file %1 cannot be read: %2.")
+                   .arg(path, why));
 }
 
 }  // namespace
@@ -23,14 +24,15 @@ QByteArray readWhole(const QString& path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
-        fail(QStringLiteral("read"), path, file.errorString());
+        cannotRead(path, file.errorString());
     }
     QByteArray bytes = file.read(largestFile + 1);
     if (file.error() != QFileDevice::NoError) {
-        fail(QStringLiteral("read"), path, file.errorString());
+        cannotRead(path, file.errorString());
     }
     if (bytes.size() > largestFile) {
-        fail(QStringLiteral("read"), path, QStringLiteral("it is too large for a certificate"));
+        cannotRead(path,
+                   Text("è troppo grande per un certificato", "it is too large for a certificate"));
     }
     return bytes;
 }
@@ -39,7 +41,9 @@ void writeWhole(const QString& path, const QByteArray& bytes)
 {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        fail(QStringLiteral("written"), path, file.errorString());
+        throw Stop(ExitCode::fileFailed, Text("Impossibile scrivere il file %1: %2.",
+                                              "The file %1 cannot be written: %2.")
+                                             .arg(path, file.errorString()));
     }
 }
 

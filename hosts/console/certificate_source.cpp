@@ -15,10 +15,11 @@ namespace {
 // The bytes of the file that the user names; reason: why there is no other way.
 QByteArray askForIssuedFile(const Arguments& arguments, const QString& reason)
 {
-    if (arguments.yes) {
+    if (arguments.yes || !mayAsk()) {
         throw Stop(ExitCode::comeBackLater, reason);
     }
-    ask(QStringLiteral("File with the issued certificate, or an empty line to come back later: "));
+    ask(Text("File con il certificato emesso, o una riga vuota per tornare più tardi: ",
+             "File with the issued certificate, or an empty line to come back later: "));
     const std::optional<QString> answer = readAnswer();
     if (!answer || answer->trimmed().isEmpty()) {
         throw Stop(ExitCode::comeBackLater, reason);
@@ -26,22 +27,29 @@ QByteArray askForIssuedFile(const Arguments& arguments, const QString& reason)
     return readWhole(answer->trimmed());
 }
 
-QByteArray answerTo(const QByteArray& requestPem, const Arguments& arguments,
-                    const CertificateEntry& entry)
+QString notAfter(QDate end)
+{
+    return end.isValid() ? end.toString(QStringLiteral("yyyyMMdd000000")) : QString();
+}
+
+QByteArray answerTo(const RenewalRecord& record, const Arguments& arguments)
 {
     if (!arguments.issuedFile.isEmpty()) {
         return readWhole(arguments.issuedFile);
     }
     if (!arguments.authorityCommand.isEmpty()) {
-        say(QStringLiteral("The certification authority is asked."));
-        const QStringList command = withPlaceholders(
-            arguments.authorityCommand, {{QStringLiteral("not-after"), entry.expectedEnd},
-                                         {QStringLiteral("policy"), entry.policy}});
-        return enrolByCommand(command, requestPem, arguments.authorityTimeoutSeconds);
+        say(Text("Si chiede il certificato all'autorità di certificazione.",
+                 "The certification authority is asked."));
+        const QStringList command =
+            withPlaceholders(arguments.authorityCommand,
+                             {{QStringLiteral("not-after"), notAfter(record.expectedEnd)},
+                              {QStringLiteral("policy"), record.policy}});
+        return enrolByCommand(command, record.request, arguments.authorityTimeoutSeconds);
     }
     if (arguments.saveRequestFile.isEmpty()) {
-        say(QStringLiteral("\nGive this request to the certification authority:\n\n") +
-            QString::fromLatin1(requestPem));
+        say(Text("\nConsegnare questa richiesta all'autorità di certificazione:\n\n%1",
+                 "\nGive this request to the certification authority:\n\n%1")
+                .arg(QString::fromLatin1(record.request)));
     }
     return askForIssuedFile(arguments, {});
 }
@@ -50,33 +58,30 @@ std::vector<IssuedCertificate> certificatesIn(const QByteArray& answer)
 {
     std::vector<IssuedCertificate> certificates = readCertificates(answer);
     if (certificates.empty()) {
-        throw Stop(ExitCode::certificateRefused,
-                   QStringLiteral("It holds no certificate that can be read."));
+        throw Stop(ExitCode::certificateRefused, Text("Non contiene un certificato leggibile.",
+                                                      "It holds no certificate that can be read."));
     }
     return certificates;
 }
 
 }  // namespace
 
-IssuedCertificate obtainCertificate(const Arguments& arguments, const CertificateEntry& entry,
-                                    const QByteArray& requestPem)
+IssuedCertificate obtainCertificate(const Arguments& arguments, const RenewalRecord& record)
 {
-    const std::optional<QByteArray> publicKey = requestPublicKey(requestPem);
-    if (!publicKey) {
-        throw Stop(ExitCode::requestFailed,
-                   QStringLiteral("What the card gave is no valid certificate request."));
-    }
-    const std::vector<IssuedCertificate> certificates =
-        certificatesIn(answerTo(requestPem, arguments, entry));
-    const auto certificate = certificateFor(*publicKey, certificates);
-    if (!certificate) {
-        throw Stop(
-            ExitCode::certificateRefused,
-            QStringLiteral("Its public key is not the one in the request. It is made out to %1.")
-                .arg(printable(certificates.front().subject)));
+    const std::vector<IssuedCertificate> certificates = certificatesIn(answerTo(record, arguments));
+    const auto certificate = std::find_if(
+        certificates.begin(), certificates.end(), [&record](const IssuedCertificate& candidate) {
+            return keyDigest(candidate.publicKey) == record.publicKeyDigest;
+        });
+    if (certificate == certificates.end()) {
+        throw Stop(ExitCode::certificateRefused,
+                   Text("La sua chiave pubblica non è quella della richiesta. È intestato a %1.",
+                        "Its public key is not the one in the request. It is made out to %1.")
+                       .arg(printable(certificates.front().subject)));
     }
     say(wrapped(
-        QStringLiteral("The certificate is there, issued by %1, valid until %2.")
+        Text("Il certificato è arrivato, emesso da %1, valido fino al %2.",
+             "The certificate is there, issued by %1, valid until %2.")
             .arg(printable(certificate->issuer), certificate->notAfter.toString(Qt::ISODate))));
     return *certificate;
 }
@@ -86,8 +91,11 @@ IssuedCertificate recoveredCertificate(const Arguments& arguments)
     // The request can be made again only beside the certificate that it renews.
     const QByteArray bytes =
         arguments.issuedFile.isEmpty()
-            ? askForIssuedFile(arguments, QStringLiteral("Only the certificate that was issued "
-                                                         "before fits the waiting key."))
+            ? askForIssuedFile(
+                  arguments,
+                  Text("Solo il certificato emesso allora va bene per la chiave in attesa.",
+                       "Only the certificate that was issued before fits "
+                       "the waiting key."))
             : readWhole(arguments.issuedFile);
     const std::vector<IssuedCertificate> certificates = certificatesIn(bytes);
     const auto own =
@@ -95,7 +103,8 @@ IssuedCertificate recoveredCertificate(const Arguments& arguments)
                      [](const IssuedCertificate& certificate) { return !certificate.isAuthority; });
     if (own == certificates.end()) {
         throw Stop(ExitCode::certificateRefused,
-                   QStringLiteral("It holds only certificates of authorities."));
+                   Text("Contiene solo certificati di autorità.",
+                        "It holds only certificates of authorities."));
     }
     return *own;
 }

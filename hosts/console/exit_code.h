@@ -1,21 +1,25 @@
 // What tarvelo-renew tells the program that started it.
 //
-// One table holds every exit code with its name, its meaning and what to do next; the help text and
-// the tests read the same table. Codes are part of the interface: a new cause gets a new number, a
-// number is never given another meaning.
+// One table holds every exit code with its name, its meaning and what to do next, in both
+// languages; the screens, the JSON output, docs/exit-codes.md and the tests read the same table.
+// Codes and names are part of the interface: a new cause gets a new number, a number is never given
+// another meaning.
 
 #ifndef TARVELOQT_HOSTS_CONSOLE_EXIT_CODE_H
 #define TARVELOQT_HOSTS_CONSOLE_EXIT_CODE_H
 
+#include "hosts/console/language.h"
+
 #include <QString>
 
 #include <exception>
+#include <optional>
 #include <vector>
 
 namespace console {
 
 enum class ExitCode : int {
-    renewed = 0,
+    done = 0,
     internalError = 1,
     usage = 2,
     noReader = 3,
@@ -34,14 +38,22 @@ enum class ExitCode : int {
     notSeenOnCard = 16,
     comeBackLater = 17,
     fileFailed = 18,
+    confirmationNeeded = 19,
+    lastTry = 20,
+    pinBlocked = 21,
+    nothingPending = 22,
+    someFailed = 23,
+    problemsFound = 24,
+    unknownAtr = 25,
 };
 
 struct ExitCodeEntry {
     ExitCode code;
+    // As JSON gives it.
     const char* name;
-    const char* meaning;
-    // Empty when there is nothing to do.
-    const char* nextStep;
+    Text meaning;
+    // Nothing when there is nothing to do.
+    std::optional<Text> nextStep;
 };
 
 // All entries, by ascending code.

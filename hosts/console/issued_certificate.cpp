@@ -16,6 +16,7 @@ namespace {
 
 struct Release {
     void operator()(BIO* bio) const { BIO_free(bio); }
+    void operator()(BIGNUM* number) const { BN_free(number); }
     void operator()(X509* certificate) const { X509_free(certificate); }
     void operator()(X509_REQ* request) const { X509_REQ_free(request); }
 };
@@ -53,6 +54,18 @@ QString nameText(const X509_NAME* name)
     return QString::fromUtf8(contents(bio.get()));
 }
 
+QString hexadecimal(const ASN1_INTEGER* number)
+{
+    const Owned<BIGNUM> value(ASN1_INTEGER_to_BN(number, nullptr));
+    if (value == nullptr) {
+        return {};
+    }
+    char* digits = BN_bn2hex(value.get());
+    const QString text = QString::fromLatin1(digits);
+    OPENSSL_free(digits);
+    return withoutLeadingZeros(text);
+}
+
 QDate dateOf(const ASN1_TIME* time)
 {
     std::tm parts{};
@@ -73,12 +86,22 @@ std::optional<IssuedCertificate> describe(X509* certificate)
     issued.publicKey = derOf(X509_get_X509_PUBKEY(certificate));
     issued.subject = nameText(X509_get_subject_name(certificate));
     issued.issuer = nameText(X509_get_issuer_name(certificate));
+    issued.serialNumber = hexadecimal(X509_get0_serialNumber(certificate));
     issued.notAfter = dateOf(X509_get0_notAfter(certificate));
     issued.isAuthority = X509_check_ca(certificate) != 0;
     return issued.publicKey.isEmpty() ? std::nullopt : std::make_optional(issued);
 }
 
 }  // namespace
+
+QString withoutLeadingZeros(const QString& digits)
+{
+    int first = 0;
+    while (first + 1 < digits.size() && digits.at(first) == QLatin1Char('0')) {
+        ++first;
+    }
+    return digits.mid(first);
+}
 
 std::vector<IssuedCertificate> readCertificates(const QByteArray& text)
 {

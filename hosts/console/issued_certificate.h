@@ -19,11 +19,16 @@ struct IssuedCertificate {
     QByteArray publicKey;
     QString subject;
     QString issuer;
+    // Upper-case hexadecimal without leading zeros.
+    QString serialNumber;
     // In UTC; invalid when the certificate holds no readable date.
     QDate notAfter;
     // The certificate of an authority, not of a person.
     bool isAuthority = false;
 };
+
+// A hexadecimal number as IssuedCertificate::serialNumber has it.
+QString withoutLeadingZeros(const QString& digits);
 
 // Every certificate in the text: PEM blocks among any other text, or else one DER certificate.
 // Empty when there is none.

@@ -1,5 +1,7 @@
 #include "hosts/console/log_excerpt.h"
 
+#include "hosts/console/record_store.h"
+
 #include <QFile>
 #include <QRegularExpression>
 
@@ -8,14 +10,34 @@
 
 namespace console {
 
+namespace {
+
+QString& notedPlace()
+{
+    static QString place;
+    return place;
+}
+
+}  // namespace
+
 bool isLogReadable()
 {
     return RENEWLOGFILE.isOpen() && RENEWLOGFILE.handle() != STDOUT_FILENO;
 }
 
-QString logPlace()
+QString logFile()
 {
-    return isLogReadable() ? RENEWLOGFILE.fileName() : QStringLiteral("standard output");
+    return RecordStore::userFolder() + QStringLiteral("/TarveloQT.log");
+}
+
+void noteLogPlace()
+{
+    notedPlace() = isLogReadable() ? RENEWLOGFILE.fileName() : QStringLiteral("standard output");
+}
+
+QString notedLogPlace()
+{
+    return notedPlace();
 }
 
 LogExcerpt::LogExcerpt()

@@ -13,8 +13,14 @@ namespace console {
 // To be asked while the session lasts, like the next.
 bool isLogReadable();
 
-// Where the log is, for messages: the file's path, or "standard output".
-QString logPlace();
+// The file that the library keeps its log in when it can, whether there is one yet or not.
+QString logFile();
+
+// Remembers, while a session lasts, where its log goes, for the messages after it.
+void noteLogPlace();
+
+// The file's path or "standard output"; empty before the first session.
+QString notedLogPlace();
 
 class LogExcerpt {
 public:

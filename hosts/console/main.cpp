@@ -1,7 +1,7 @@
 // tarvelo-renew: renews a certificate on a signature card from the console.
 
 #include "hosts/console/arguments.h"
-#include "hosts/console/renewal_flow.h"
+#include "hosts/console/commands.h"
 
 #include <QCoreApplication>
 #include <QHash>
@@ -17,10 +17,10 @@ int main(int argc, char* argv[])
     // QProcess waits through its event dispatcher.
     const QCoreApplication application(argc, argv);
 
-    auto exitCode = console::ExitCode::renewed;
+    auto exitCode = console::ExitCode::done;
     const auto arguments = console::parseArguments(argc, argv, exitCode);
     if (arguments) {
-        exitCode = console::renew(*arguments);
+        exitCode = console::runCommand(*arguments);
     }
     return static_cast<int>(exitCode);
 }

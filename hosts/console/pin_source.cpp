@@ -55,39 +55,37 @@ public:
     OpenFile& operator=(OpenFile&&) = delete;
 
     bool isOpen() const { return m_descriptor >= 0; }
-    ssize_t read(char* into, size_t size) const
-    {
-        ssize_t got = 0;
-        do {
-            got = ::read(m_descriptor, into, size);
-        } while (got < 0 && errno == EINTR);
-        return got;
-    }
+    int descriptor() const { return m_descriptor; }
 
 private:
     int m_descriptor;
 };
 
-[[noreturn]] void cannotRead(const QString& path, int error)
+[[noreturn]] void cannotRead(const QString& source, int error)
 {
-    throw Stop(ExitCode::fileFailed, QStringLiteral("The PIN file %1 cannot be read: %2.")
-                                         .arg(path, QString::fromLocal8Bit(std::strerror(error))));
+    throw Stop(ExitCode::fileFailed,
+               Text("Impossibile leggere il PIN da %1: %2.", "The PIN cannot be read from %1: %2.")
+                   .arg(source, QString::fromLocal8Bit(std::strerror(error))));
 }
 
-}  // namespace
-
-QString pinFromFile(const QString& path)
+ssize_t readSome(int descriptor, char* into, size_t size)
 {
-    const OpenFile file(path);
-    if (!file.isOpen()) {
-        cannotRead(path, errno);
-    }
+    ssize_t got = 0;
+    do {
+        got = ::read(descriptor, into, size);
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+QString firstLine(int descriptor, const QString& source)
+{
     WipedBuffer buffer;
     size_t length = 0;
     while (length < WipedBuffer::capacity()) {
-        const ssize_t got = file.read(buffer.data() + length, WipedBuffer::capacity() - length);
+        const ssize_t got =
+            readSome(descriptor, buffer.data() + length, WipedBuffer::capacity() - length);
         if (got < 0) {
-            cannotRead(path, errno);
+            cannotRead(source, errno);
         }
         if (got == 0) {
             break;
@@ -102,20 +100,39 @@ QString pinFromFile(const QString& path)
     return QString::fromUtf8(begin, static_cast<int>(end - begin));
 }
 
+}  // namespace
+
+QString pinFromFile(const QString& path)
+{
+    const OpenFile file(path);
+    if (!file.isOpen()) {
+        cannotRead(path, errno);
+    }
+    return firstLine(file.descriptor(), path);
+}
+
+QString pinFromDescriptor(int descriptor)
+{
+    return firstLine(descriptor,
+                     Text("descrittore %1", "descriptor %1").arg(QString::number(descriptor)));
+}
+
 QString pinFromEnvironment(const QString& variable)
 {
     const QByteArray name = QFile::encodeName(variable);
     char* value = std::getenv(name.constData());
     if (value == nullptr) {
-        throw Stop(ExitCode::pinUnusable,
-                   QStringLiteral("The environment variable %1 is not set.").arg(variable));
+        throw Stop(ExitCode::pinUnusable, Text("La variabile d'ambiente %1 non è definita.",
+                                               "The environment variable %1 is not set.")
+                                              .arg(variable));
     }
     QString pin = QString::fromUtf8(value);
     OPENSSL_cleanse(value, std::strlen(value));
     if (::unsetenv(name.constData()) != 0) {
         wipe(pin);
-        throw Stop(ExitCode::internalError,
-                   QStringLiteral("The environment variable %1 cannot be removed.").arg(variable));
+        throw Stop(ExitCode::internalError, Text("Impossibile togliere la variabile d'ambiente %1.",
+                                                 "The environment variable %1 cannot be removed.")
+                                                .arg(variable));
     }
     return pin;
 }

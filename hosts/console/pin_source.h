@@ -14,6 +14,10 @@ constexpr int pinLength = 8;
 // byte buffer used on the way is overwritten.
 QString pinFromFile(const QString& path);
 
+// The first line that is read from the open file descriptor, likewise. Throws Stop when it is not
+// open for reading.
+QString pinFromDescriptor(int descriptor);
+
 // The variable's value; the variable is overwritten and removed, so that programs started later do
 // not inherit it. Throws Stop when it is not set.
 QString pinFromEnvironment(const QString& variable);

@@ -2,6 +2,8 @@
 
 #include "hosts/console/text_layout.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
 
 namespace console {
@@ -9,16 +11,17 @@ namespace console {
 namespace {
 
 struct Column {
-    const char* heading;
+    Text heading;
     int width;
 };
 
-constexpr Column numberColumn = {"No", 2};
-constexpr Column kindColumn = {"Kind", 14};
-constexpr Column holderColumn = {"Holder", 21};
-constexpr Column issuerColumn = {"Issuer", 19};
-constexpr Column endColumn = {"Valid until", 11};
-constexpr int daysWidth = 5;
+constexpr Column numberColumn = {{"N.", "No"}, 2};
+constexpr Column kindColumn = {{"Tipo", "Kind"}, 14};
+constexpr Column holderColumn = {{"Titolare", "Holder"}, 21};
+constexpr Column issuerColumn = {{"Emittente", "Issuer"}, 19};
+constexpr Column endColumn = {{"Valido fino", "Valid until"}, 11};
+constexpr Text daysHeading = {"Giorni", "Days"};
+constexpr int daysWidth = 7;
 constexpr int verdictIndent = 4;
 
 QString row(const QString& number, const QString& kind, const QString& holder,
@@ -32,12 +35,31 @@ QString row(const QString& number, const QString& kind, const QString& holder,
 
 QString dayText(QDate day)
 {
-    return day.isValid() ? day.toString(Qt::ISODate) : QStringLiteral("unknown");
+    return day.isValid() ? day.toString(Qt::ISODate) : Text("ignota", "unknown").string();
+}
+
+// Enough to name a kept renewal by.
+constexpr int shownDigits = 8;
+
+QString stateText(RecordState state)
+{
+    switch (state) {
+    case RecordState::requested:
+        return Text("richiesta fatta", "request made");
+    case RecordState::submitted:
+        return Text("inviata all'autorità", "sent to the authority");
+    case RecordState::deferred:
+        return Text("l'autorità chiede di tornare più tardi",
+                    "the authority asks to come back later");
+    case RecordState::issued:
+        break;
+    }
+    return Text("certificato arrivato, da installare", "certificate here, to be installed");
 }
 
 struct ResultSentence {
     int result;
-    const char* sentence;
+    Text sentence;
 };
 
 template <std::size_t size>
@@ -46,7 +68,7 @@ QString sentenceOf(const ResultSentence (&sentences)[size], int result)
     const auto* found =
         std::find_if(std::begin(sentences), std::end(sentences),
                      [result](const ResultSentence& entry) { return entry.result == result; });
-    return found != std::end(sentences) ? QString::fromUtf8(found->sentence) : QString();
+    return found != std::end(sentences) ? found->sentence.string() : QString();
 }
 
 }  // namespace
@@ -54,10 +76,8 @@ QString sentenceOf(const ResultSentence (&sentences)[size], int result)
 QString certificateTable(const std::vector<CertificateEntry>& entries, QDate today)
 {
     QStringList lines;
-    lines.append(row(QString::fromUtf8(numberColumn.heading), QString::fromUtf8(kindColumn.heading),
-                     QString::fromUtf8(holderColumn.heading),
-                     QString::fromUtf8(issuerColumn.heading), QString::fromUtf8(endColumn.heading),
-                     QStringLiteral("Days")));
+    lines.append(row(numberColumn.heading, kindColumn.heading, holderColumn.heading,
+                     issuerColumn.heading, endColumn.heading, daysHeading));
     for (const CertificateEntry& entry : entries) {
         const bool dated = entry.validUntil.isValid();
         lines.append(
@@ -71,36 +91,64 @@ QString certificateTable(const std::vector<CertificateEntry>& entries, QDate tod
 
 QString renewalPlan(const CertificateEntry& entry, const QString& authority)
 {
-    const QString source = authority.isEmpty()
-                               ? QStringLiteral("you fetch the certificate from the authority")
-                               : QStringLiteral("the request goes to ") + printable(authority);
+    const QString source =
+        authority.isEmpty()
+            ? Text("il certificato lo si ottiene dall'autorità",
+                   "you fetch the certificate from the authority")
+                  .string()
+            : Text("la richiesta va a %1", "the request goes to %1").arg(printable(authority));
     if (entry.verdict == Verdict::recovery) {
-        return wrapped(QStringLiteral("The %1 certificate that was issued for the waiting key is "
-                                      "written onto the card.")
+        return wrapped(Text("Il certificato di %1 emesso per la chiave in attesa viene scritto "
+                            "sulla carta.",
+                            "The %1 certificate that was issued for the waiting key is written "
+                            "onto the card.")
                            .arg(entry.kindName));
     }
     const QString key = entry.pendingKey.isEmpty()
-                            ? QStringLiteral("a new key pair is made on the card")
-                            : QStringLiteral("the new key that waits on the card is used");
+                            ? Text("sulla carta si genera una nuova coppia di chiavi",
+                                   "a new key pair is made on the card")
+                                  .string()
+                            : Text("si usa la nuova chiave che attende sulla carta",
+                                   "the new key that waits on the card is used")
+                                  .string();
     return wrapped(
-        QStringLiteral("To renew number %1 (%2, %3): %4; %5; then the new certificate is "
-                       "written onto the card and takes the old one's place.")
+        Text("Per rinnovare il numero %1 (%2, %3): %4; %5; poi il nuovo certificato viene "
+             "scritto sulla carta e prende il posto del vecchio.",
+             "To renew number %1 (%2, %3): %4; %5; then the new certificate is written onto the "
+             "card and takes the old one's place.")
             .arg(QString::number(entry.number), entry.kindName, entry.holder, key, source));
 }
 
 QString renewalResult(const CertificateEntry& before, const CertificateEntry& after)
 {
-    const QString old = before.verdict == Verdict::recovery ? QStringLiteral("no certificate")
-                                                            : dayText(before.validUntil);
-    return QStringLiteral("Renewed: %1 certificate of %2\n"
-                          "    valid until, before:  %3\n"
-                          "    valid until, after:   %4")
+    const QString old = before.verdict == Verdict::recovery
+                            ? Text("nessun certificato", "no certificate").string()
+                            : dayText(before.validUntil);
+    return Text("Rinnovato: certificato di %1 di %2\n"
+                "    valido fino, prima:  %3\n"
+                "    valido fino, dopo:   %4",
+                "Renewed: %1 certificate of %2\n"
+                "    valid until, before:  %3\n"
+                "    valid until, after:   %4")
         .arg(after.kindName, after.holder, old, dayText(after.validUntil));
+}
+
+QString renewalLine(const RenewalRecord& record)
+{
+    return Text("%1  %2, %3: %4 (dal %5)", "%1  %2, %3: %4 (since %5)")
+        .arg(record.publicKeyDigest.left(shownDigits), kindName(record.kind),
+             printable(record.replaces.holder), stateText(record.state),
+             record.requestedAt.date().toString(Qt::ISODate));
+}
+
+QString authorityName(const Arguments& arguments)
+{
+    return QFileInfo(arguments.authorityCommand.value(0)).fileName();
 }
 
 QString stopMessage(const Stop& stop, const QString& logPlace)
 {
-    QStringList paragraphs = {wrapped(QString::fromUtf8(entryOf(stop.code()).meaning))};
+    QStringList paragraphs = {wrapped(entryOf(stop.code()).meaning)};
     if (!stop.detail().isEmpty()) {
         paragraphs.append(wrapped(stop.detail(), 2));
     }
@@ -108,7 +156,7 @@ QString stopMessage(const Stop& stop, const QString& logPlace)
         paragraphs.append(wrapped(stop.nextStep()));
     }
     if (!logPlace.isEmpty() && stop.code() != ExitCode::declined) {
-        paragraphs.append(QStringLiteral("Log: ") + logPlace);
+        paragraphs.append(Text("Registro: %1", "Log: %1").arg(logPlace));
     }
     return paragraphs.join(QLatin1Char('\n'));
 }
@@ -116,13 +164,21 @@ QString stopMessage(const Stop& stop, const QString& logPlace)
 QString inventorySentence(int result)
 {
     static constexpr ResultSentence sentences[] = {
-        {inventory_result::nothingRenewable, "No certificate on the card can be renewed."},
-        {inventory_result::nothingOnCard, "The card holds neither certificates nor waiting keys."},
+        {inventory_result::nothingRenewable,
+         {"Nessun certificato sulla carta può essere rinnovato.",
+          "No certificate on the card can be renewed."}},
+        {inventory_result::nothingOnCard,
+         {"Sulla carta non ci sono né certificati né chiavi in attesa.",
+          "The card holds neither certificates nor waiting keys."}},
         {inventory_result::noFreeKeyLabel,
-         "No free name for a new key could be found; try again in a moment."},
-        {inventory_result::cardError, "The card reported an error."},
-        {inventory_result::cardNotSupported, "The card is not supported."},
-        {inventory_result::pinLength, "The PIN has not exactly eight characters."},
+         {"Non si è trovato un nome libero per una nuova chiave; riprovare fra poco.",
+          "No free name for a new key could be found; try again in a moment."}},
+        {inventory_result::cardError,
+         {"La carta ha segnalato un errore.", "The card reported an error."}},
+        {inventory_result::cardNotSupported,
+         {"La carta non è supportata.", "The card is not supported."}},
+        {inventory_result::pinLength,
+         {"Il PIN non ha otto caratteri esatti.", "The PIN has not exactly eight characters."}},
     };
     return sentenceOf(sentences, result);
 }
@@ -130,16 +186,30 @@ QString inventorySentence(int result)
 QString cardCheckSentence(int result)
 {
     static constexpr ResultSentence sentences[] = {
-        {card_verification::serialNumberUnknown, "The card's serial number cannot be read."},
-        {card_verification::noLongerSupported, "This card model (1201...) is no longer supported."},
-        {card_verification::noLongerRenewable, "Certificates on this card can no longer be "
-                                               "renewed, or the card does not say what it is."},
-        {card_verification::notActivated, "The card is not activated yet."},
-        {card_verification::activationUnknown, "The card does not tell whether it is activated."},
-        {card_verification::noSession, "No session with the card could be opened."},
-        {card_verification::noModule, "No PKCS#11 module could be found for the card."},
-        {card_verification::unknownAtr, "The card's type is not in the ATR table."},
-        {card_verification::noReader, "No reader is chosen."},
+        {card_verification::serialNumberUnknown,
+         {"Impossibile leggere il numero di serie della carta.",
+          "The card's serial number cannot be read."}},
+        {card_verification::noLongerSupported,
+         {"Questo modello di carta (1201...) non è più supportato.",
+          "This card model (1201...) is no longer supported."}},
+        {card_verification::noLongerRenewable,
+         {"I certificati di questa carta non sono più rinnovabili, o la carta non dice che cos'è.",
+          "Certificates on this card can no longer be renewed, or the card does not say what it "
+          "is."}},
+        {card_verification::notActivated,
+         {"La carta non è ancora attivata.", "The card is not activated yet."}},
+        {card_verification::activationUnknown,
+         {"La carta non dice se è attivata.", "The card does not tell whether it is activated."}},
+        {card_verification::noSession,
+         {"Impossibile aprire una sessione con la carta.",
+          "No session with the card could be opened."}},
+        {card_verification::noModule,
+         {"Nessun modulo PKCS#11 trovato per la carta.",
+          "No PKCS#11 module could be found for the card."}},
+        {card_verification::unknownAtr,
+         {"Il tipo di carta non è nella tabella degli ATR.",
+          "The card's type is not in the ATR table."}},
+        {card_verification::noReader, {"Nessun lettore è scelto.", "No reader is chosen."}},
     };
     return sentenceOf(sentences, result);
 }

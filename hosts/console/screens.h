@@ -3,8 +3,10 @@
 #ifndef TARVELOQT_HOSTS_CONSOLE_SCREENS_H
 #define TARVELOQT_HOSTS_CONSOLE_SCREENS_H
 
+#include "hosts/console/arguments.h"
 #include "hosts/console/certificate_entry.h"
 #include "hosts/console/exit_code.h"
+#include "hosts/console/renewal_record.h"
 
 #include <QDate>
 #include <QString>
@@ -23,6 +25,12 @@ QString renewalPlan(const CertificateEntry& entry, const QString& authority);
 
 // The end of validity before and after.
 QString renewalResult(const CertificateEntry& before, const CertificateEntry& after);
+
+// A kept renewal in one line: the first digits of its identifier, kind, holder, state, since when.
+QString renewalLine(const RenewalRecord& record);
+
+// The name of the program that is asked for the certificate; empty when it is fetched by hand.
+QString authorityName(const Arguments& arguments);
 
 // Why the run ends, what to do next and where the log is, for standard error.
 QString stopMessage(const Stop& stop, const QString& logPlace);

@@ -1,7 +1,5 @@
 #include "hosts/console/terminal.h"
 
-#include <QByteArray>
-
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +9,12 @@ namespace console {
 namespace {
 
 constexpr int longestAnswer = 4096;
+
+StreamUse& currentUse()
+{
+    static StreamUse use;
+    return use;
+}
 
 void writeAll(int descriptor, const QByteArray& bytes)
 {
@@ -32,14 +36,31 @@ void writeAll(int descriptor, const QByteArray& bytes)
 
 }  // namespace
 
+void setStreamUse(const StreamUse& use)
+{
+    currentUse() = use;
+}
+
+const StreamUse& streamUse()
+{
+    return currentUse();
+}
+
 void say(const QString& text)
 {
-    writeAll(STDOUT_FILENO, text.toLocal8Bit() + '\n');
+    if (!streamUse().isJson) {
+        writeAll(STDOUT_FILENO, text.toLocal8Bit() + '\n');
+    }
 }
 
 void ask(const QString& question)
 {
-    writeAll(STDOUT_FILENO, question.toLocal8Bit());
+    writeAll(streamUse().isJson ? STDERR_FILENO : STDOUT_FILENO, question.toLocal8Bit());
+}
+
+void put(const QByteArray& bytes)
+{
+    writeAll(STDOUT_FILENO, bytes);
 }
 
 void complain(const QString& text)
@@ -74,9 +95,14 @@ std::optional<QString> readAnswer()
     return QString::fromLocal8Bit(line);
 }
 
-bool isInteractive()
+bool isTerminal()
 {
     return ::isatty(STDIN_FILENO) == 1;
+}
+
+bool mayAsk()
+{
+    return streamUse().asksAlways || isTerminal();
 }
 
 }  // namespace console

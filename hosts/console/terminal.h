@@ -6,17 +6,31 @@
 #ifndef TARVELOQT_HOSTS_CONSOLE_TERMINAL_H
 #define TARVELOQT_HOSTS_CONSOLE_TERMINAL_H
 
+#include <QByteArray>
 #include <QString>
 
 #include <optional>
 
 namespace console {
 
+// What the run may do with the three streams; set once, at its start.
+struct StreamUse {
+    // Standard output belongs to a JSON document: say is silent, and ask goes to standard error.
+    bool isJson = false;
+    // Questions are asked although standard input is not a terminal.
+    bool asksAlways = false;
+};
+void setStreamUse(const StreamUse& use);
+const StreamUse& streamUse();
+
 // Writes the text and a line end to standard output, in the encoding of the locale.
 void say(const QString& text);
 
 // The same without the line end, for questions.
 void ask(const QString& question);
+
+// Writes bytes to standard output as they are.
+void put(const QByteArray& bytes);
 
 // Writes the text and a line end to standard error.
 void complain(const QString& text);
@@ -25,8 +39,11 @@ void complain(const QString& text);
 // end of input; of a line longer than 4,096 bytes the rest is dropped.
 std::optional<QString> readAnswer();
 
-// Whether a person can answer: standard input is a terminal.
-bool isInteractive();
+// Standard input is a terminal: a person can answer.
+bool isTerminal();
+
+// Whether questions may be asked: at a terminal, and elsewhere when that was asked for.
+bool mayAsk();
 
 }  // namespace console
 

@@ -61,7 +61,7 @@ ExitCode stopCode(const std::vector<CertificateEntry>& list, const QString& want
     } catch (const Stop& stop) {
         return stop.code();
     }
-    return ExitCode::renewed;
+    return ExitCode::done;
 }
 
 }  // namespace

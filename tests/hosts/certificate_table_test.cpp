@@ -30,11 +30,12 @@ CertificateEntry dueEntry()
 
 TEST(CertificateTable, oneCertificate_isShownInTwoLines)
 {
-    EXPECT_EQ(certificateTable({dueEntry()}, today),
-              QStringLiteral(
-                  "No  Kind           Holder                Issuer              Valid until Days\n"
-                  "1   authentication VERDI ADA             Castelvane Demo CA  2026-12-21    30\n"
-                  "    to be renewed; afterwards valid until 2030-01-20"));
+    EXPECT_EQ(
+        certificateTable({dueEntry()}, today),
+        QStringLiteral(
+            "No  Kind           Holder                Issuer              Valid until   Days\n"
+            "1   authentication VERDI ADA             Castelvane Demo CA  2026-12-21      30\n"
+            "    to be renewed; afterwards valid until 2030-01-20"));
 }
 
 TEST(CertificateTable, longNamesAndOldDates_keepTheScreenWidth)
@@ -54,7 +55,7 @@ TEST(CertificateTable, noDate_isShownAsDash)
     CertificateEntry entry = dueEntry();
     entry.validUntil = QDate();
     const QString line = certificateTable({entry}, today).split(QLatin1Char('\n')).value(1);
-    EXPECT_TRUE(line.endsWith(QStringLiteral("-              -"))) << line.toStdString();
+    EXPECT_TRUE(line.endsWith(QStringLiteral("-                -"))) << line.toStdString();
 }
 
 TEST(RenewalPlan, eachCase_saysWhatHappensOnTheCard)

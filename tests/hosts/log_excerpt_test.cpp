@@ -34,8 +34,10 @@ TEST(LogExcerpt, linesBeforeIt_areNotInIt)
     outLogFile << "after\n";
 
     EXPECT_EQ(excerpt.lines(), QStringList{QStringLiteral("after")});
-    EXPECT_EQ(logPlace(), RENEWLOGFILE.fileName());
+    noteLogPlace();
+    EXPECT_EQ(notedLogPlace(), RENEWLOGFILE.fileName());
     outLogFile.setDevice(nullptr);
     RENEWLOGFILE.close();
-    EXPECT_EQ(logPlace(), QStringLiteral("standard output"));
+    noteLogPlace();
+    EXPECT_EQ(notedLogPlace(), QStringLiteral("standard output"));
 }

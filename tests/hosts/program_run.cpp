@@ -120,19 +120,20 @@ void becomeProgram(const std::vector<std::string>& command, const Environment& v
     ::execvpe(command.front().c_str(), pointers(arguments).data(), pointers(environment).data());
 }
 
-ProgramEnd runProgram(const std::vector<std::string>& command, const std::string& input,
-                      const Environment& variables)
+ProgramEnd runCopy(const std::string& input, const std::function<int()>& work)
 {
     const int inputEnd = pipeHolding(input);
     const ScratchFile output;
     const ScratchFile errors;
+    std::fflush(stdout);
     const pid_t child = ::fork();
     if (child == 0) {
         ::dup2(inputEnd, STDIN_FILENO);
         ::dup2(output.descriptor(), STDOUT_FILENO);
         ::dup2(errors.descriptor(), STDERR_FILENO);
-        becomeProgram(command, variables);
-        ::_exit(127);
+        const int exitCode = work();
+        std::fflush(stdout);
+        ::_exit(exitCode);
     }
     ::close(inputEnd);
     ProgramEnd end;
@@ -142,6 +143,15 @@ ProgramEnd runProgram(const std::vector<std::string>& command, const std::string
     end.output = output.content();
     end.errors = errors.content();
     return end;
+}
+
+ProgramEnd runProgram(const std::vector<std::string>& command, const std::string& input,
+                      const Environment& variables)
+{
+    return runCopy(input, [&] {
+        becomeProgram(command, variables);
+        return 127;
+    });
 }
 
 }  // namespace hosts

@@ -3,6 +3,7 @@
 #ifndef TARVELOQT_TESTS_HOSTS_PROGRAM_RUN_H
 #define TARVELOQT_TESTS_HOSTS_PROGRAM_RUN_H
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -25,6 +26,9 @@ std::vector<std::string> environmentWith(const Environment& variables);
 // is killed.
 ProgramEnd runProgram(const std::vector<std::string>& command, const std::string& input,
                       const Environment& variables);
+
+// The same for a copy of this process that does the work and exits with what it returns.
+ProgramEnd runCopy(const std::string& input, const std::function<int()>& work);
 
 // Replaces this process by the program; returns only when that fails.
 void becomeProgram(const std::vector<std::string>& command, const Environment& variables);

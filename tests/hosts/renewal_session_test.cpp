@@ -48,7 +48,7 @@ std::string unbroken(const std::string& text)
 
 void expectRenewed(const ProgramEnd& end)
 {
-    EXPECT_EQ(end.exitCode, code(ExitCode::renewed)) << end.errors << end.output;
+    EXPECT_EQ(end.exitCode, code(ExitCode::done)) << end.errors << end.output;
     EXPECT_THAT(end.output, HasSubstr("valid until, before:  " + inDays(daysLeft)));
     EXPECT_THAT(end.output, HasSubstr("valid until, after:   " + renewedEnd()));
     EXPECT_EQ(end.errors, "");
@@ -57,7 +57,8 @@ void expectRenewed(const ProgramEnd& end)
 void expectStopped(const ProgramEnd& end, ExitCode expected, const std::string& told)
 {
     EXPECT_EQ(end.exitCode, code(expected)) << end.errors << end.output;
-    EXPECT_THAT(unbroken(end.errors), HasSubstr(console::entryOf(expected).meaning));
+    EXPECT_THAT(unbroken(end.errors),
+                HasSubstr(console::entryOf(expected).meaning.string().toStdString()));
     EXPECT_THAT(unbroken(end.errors), HasSubstr(told));
 }
 
@@ -162,7 +163,7 @@ TEST_F(RenewalSession, pinOfAnotherLength_neverReachesTheCard)
 
 TEST_F(RenewalSession, endOfInputAtThePin_endsTheRun)
 {
-    expectStopped(m_card.renew({}), ExitCode::pinUnusable, "eight characters");
+    expectStopped(m_card.renew({"--ask"}), ExitCode::pinUnusable, "eight characters");
 }
 
 TEST_F(RenewalSession, wrongPin_isRefusedOnceWithTheCardsWords)
@@ -183,7 +184,8 @@ TEST_F(RenewalSession, homeNotWritable_wrongPinIsStillSeenAsRefused)
     hosts::Environment environment = m_card.environment();
     environment["HOME"] = m_card.file("file/home");
     const std::string wrong = m_card.pin() == "00000000" ? "11111111\n" : "00000000\n";
-    const ProgramEnd end = hosts::runProgram({hosts::renewProgram(), "--yes"}, wrong, environment);
+    const ProgramEnd end =
+        hosts::runProgram({hosts::renewProgram(), "--yes", "--ask"}, wrong, environment);
     expectStopped(end, ExitCode::pinRefused, "Log: standard output");
     EXPECT_THAT(end.output, HasSubstr("Il PIN digitato e' errato."));
 }
@@ -201,7 +203,8 @@ TEST_F(RenewalSession, certificateFileNotWritable_certificateIsShown)
 TEST_F(RenewalSession, declined_nothingIsMade)
 {
     for (const char* answer : {"n\n", "\n", ""}) {
-        const ProgramEnd end = m_card.renew({"--pin-file", m_card.file("card/pin")}, answer);
+        const ProgramEnd end =
+            m_card.renew({"--pin-file", m_card.file("card/pin"), "--ask"}, answer);
         EXPECT_EQ(end.exitCode, code(ExitCode::declined));
         EXPECT_THAT(unbroken(end.output), HasSubstr("a new key pair is made on the card"));
         EXPECT_THAT(end.errors, HasSubstr("Nothing was done"));

@@ -45,7 +45,7 @@ TEST_F(RenewalAtTheTerminal, guided_renewsWithoutEchoingThePin)
     EXPECT_TRUE(m_terminal.echoes());
     m_terminal.type("y\n");
     m_terminal.waitForText("Renewed: authentication certificate");
-    EXPECT_EQ(m_terminal.nextChange(), exited(ExitCode::renewed));
+    EXPECT_EQ(m_terminal.nextChange(), exited(ExitCode::done));
     EXPECT_THAT(m_terminal.screen(), Not(HasSubstr(m_card.pin())));
 }
 

@@ -90,6 +90,8 @@ Environment SoftwareCard::environment() const
     return {{"HOME", file("home")},
             {"SOFTHSM2_CONF", file("card/softhsm2.conf")},
             {"LC_ALL", "C.UTF-8"},
+            // Readers of this machine are none of the tests' business.
+            {"PCSCLITE_CSOCK_NAME", file("no-pcscd")},
             // Certificates count their days in UTC: so do the tests.
             {"TZ", "UTC"}};
 }
@@ -122,6 +124,9 @@ ProgramEnd SoftwareCard::renew(const std::vector<std::string>& arguments,
 {
     std::vector<std::string> command = {renewProgram()};
     command.insert(command.end(), arguments.begin(), arguments.end());
+    if (!input.empty()) {
+        command.emplace_back("--ask");
+    }
     return runProgram(command, input, environment());
 }
 

@@ -39,7 +39,8 @@ public:
     // knows nothing of renewals.
     void removeOriginalObjects() const;
 
-    // Runs tarvelo-renew with these arguments and this standard input.
+    // Runs tarvelo-renew with these arguments and this standard input, from which it is let ask
+    // when it holds answers.
     ProgramEnd renew(const std::vector<std::string>& arguments,
                      const std::string& input = {}) const;
     // The same with the PIN from its file and no question asked.

@@ -1,0 +1,326 @@
+#include "hosts/console/finding.h"
+
+#include "hosts/console/text_layout.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace console {
+
+namespace {
+
+// Not QString::arg: subject and detail come from anywhere and may look like places themselves.
+QString filled(const QString& text, const Finding& finding)
+{
+    QString result;
+    for (int i = 0; i < text.size(); ++i) {
+        const QStringRef place = text.midRef(i, 2);
+        const bool isSubject = place == QLatin1String("%1");
+        const bool isDetail = place == QLatin1String("%2");
+        if (isSubject || isDetail) {
+            result += printable(isSubject ? finding.subject : finding.detail);
+            ++i;
+        } else {
+            result += text.at(i);
+        }
+    }
+    return result;
+}
+
+std::vector<FindingRow> serviceRows()
+{
+    return {
+        {FindingId::serviceRunning, "pcsc-running", Severity::ok,
+         Text("Il servizio delle smart card (pcscd) è attivo.",
+              "The smart card service (pcscd) is running."),
+         std::nullopt},
+        {FindingId::serviceMissing, "pcsc-missing", Severity::problem,
+         Text("Il servizio delle smart card (pcscd) non è installato.",
+              "The smart card service (pcscd) is not installed."),
+         Text("Installarlo: sudo apt install pcscd", "Install it: sudo apt install pcscd")},
+        {FindingId::serviceStopped, "pcsc-stopped", Severity::problem,
+         Text("Il servizio delle smart card (pcscd) non è attivo.",
+              "The smart card service (pcscd) is not running."),
+         Text("Avviarlo: sudo systemctl start pcscd.socket",
+              "Start it: sudo systemctl start pcscd.socket")},
+        {FindingId::serviceRefusing, "pcsc-refused", Severity::problem,
+         Text("Il servizio delle smart card (pcscd) nega l'accesso a questo utente.",
+              "The smart card service (pcscd) refuses this user."),
+         Text("Chiedere all'amministratore di permettere org.debian.pcsc-lite.access_pcsc e "
+              "org.debian.pcsc-lite.access_card a questo utente (polkit); usare il programma alla "
+              "scrivania e non da un altro computer.",
+              "Ask the administrator to allow org.debian.pcsc-lite.access_pcsc and "
+              "org.debian.pcsc-lite.access_card to this user (polkit); use the program at the "
+              "desk and not from another computer.")},
+        {FindingId::serviceFailing, "pcsc-failing", Severity::problem,
+         Text("Il servizio delle smart card (pcscd) non risponde come dovrebbe.",
+              "The smart card service (pcscd) does not answer as it should."),
+         Text("Riavviarlo: sudo systemctl restart pcscd",
+              "Start it anew: sudo systemctl restart pcscd")},
+        {FindingId::diagnosisUnavailable, "diagnosis-unavailable", Severity::warning,
+         Text("Le librerie della carta installate non descrivono lettori e carte: qui si vede solo "
+              "quello che dice la libreria di rinnovo.",
+              "The card libraries in place do not describe readers and cards: only what the "
+              "renewal library tells is shown here."),
+         Text("Per la diagnosi completa installare il pacchetto tarvelo-cardlibs.",
+              "For the whole diagnosis install the package tarvelo-cardlibs.")},
+        {FindingId::cardLibraryFault, "card-library-fault", Severity::problem,
+         Text("Le librerie della carta segnalano un errore: %2",
+              "The card libraries report an error: %2"),
+         Text("Riprovare; se si ripete, rivolgersi all'assistenza con questo testo.",
+              "Try again; if it comes back, show this text to the support.")},
+    };
+}
+
+std::vector<FindingRow> tableAndModuleRows()
+{
+    return {
+        {FindingId::tableUsable, "table-usable", Severity::ok,
+         Text("La tabella delle carte è leggibile: %1", "The table of cards can be read: %1"),
+         std::nullopt},
+        {FindingId::tableUnreadable, "table-unreadable", Severity::problem,
+         Text("La tabella delle carte manca o non contiene voci utilizzabili: %1",
+              "The table of cards is missing or holds no entry that can be used: %1"),
+         Text("Ripristinare il file, per esempio reinstallando il programma.",
+              "Restore the file, for example by installing the program again.")},
+        {FindingId::tableMistake, "table-mistake", Severity::warning,
+         Text("Nella tabella delle carte una voce è sbagliata e viene ignorata: %1",
+              "An entry in the table of cards has a mistake and is left out: %1"),
+         Text("Correggere la riga indicata.", "Correct that line.")},
+        {FindingId::moduleMissing, "module-missing", Severity::problem,
+         Text("Il modulo PKCS#11 della carta non c'è: %1",
+              "The card's PKCS#11 module is missing: %1"),
+         Text("Installare il software della carta, oppure correggere la riga \"module\" nella "
+              "tabella delle carte.",
+              "Install the card's software, or correct the line \"module\" in the table of "
+              "cards.")},
+        {FindingId::moduleBroken, "module-broken", Severity::problem,
+         Text("Questo file non è un modulo PKCS#11 utilizzabile: %1 (%2)",
+              "This file is no PKCS#11 module that can be used: %1 (%2)"),
+         Text("Reinstallare il software della carta, oppure correggere la riga \"module\" nella "
+              "tabella delle carte.",
+              "Install the card's software again, or correct the line \"module\" in the table of "
+              "cards.")},
+        {FindingId::moduleNotLoaded, "module-not-loaded", Severity::problem,
+         Text("Il modulo PKCS#11 %1 non si carica: %2",
+              "The PKCS#11 module %1 cannot be loaded: %2"),
+         Text("Installare il software della carta, oppure correggere la riga \"module\" nella "
+              "tabella delle carte.",
+              "Install the card's software, or correct the line \"module\" in the table of "
+              "cards.")},
+        {FindingId::moduleFailing, "module-failing", Severity::problem,
+         Text("Il modulo PKCS#11 %1 non si avvia: %2", "The PKCS#11 module %1 does not start: %2"),
+         Text("Controllare la configurazione del modulo e reinserire la carta.",
+              "Check the module's configuration and insert the card again.")},
+        {FindingId::softHsmConfigurationMissing, "softhsm-configuration-missing", Severity::problem,
+         Text("La configurazione di SoftHSM2 non c'è o non è leggibile: %1",
+              "The configuration of SoftHSM2 is missing or cannot be read: %1"),
+         Text("Indicare il file giusto nella variabile d'ambiente SOFTHSM2_CONF, o ripristinarlo.",
+              "Name the right file in the environment variable SOFTHSM2_CONF, or restore it.")},
+        {FindingId::softHsmTokensUnreadable, "softhsm-tokens-unreadable", Severity::problem,
+         Text("La cartella delle carte di SoftHSM2 non c'è o non è accessibile: %1",
+              "The folder of SoftHSM2's cards is missing or cannot be used: %1"),
+         Text("Correggere la riga \"directories.tokendir\" nella configurazione di SoftHSM2, o i "
+              "permessi della cartella.",
+              "Correct the line \"directories.tokendir\" in the configuration of SoftHSM2, or the "
+              "folder's permissions.")},
+    };
+}
+
+std::vector<FindingRow> readerRows()
+{
+    return {
+        {FindingId::noReader, "no-reader", Severity::problem,
+         Text("Nessun lettore trovato.", "No reader was found."),
+         Text("Collegare il lettore; se è collegato, provare un'altra presa e controllare che il "
+              "suo driver sia installato (per molti: sudo apt install libccid).",
+              "Plug in the reader; if it is, try another socket and check that its driver is "
+              "installed (for many: sudo apt install libccid).")},
+        {FindingId::readerNotFound, "reader-not-found", Severity::problem,
+         Text("Il lettore indicato non c'è: %1", "The reader that was named is not there: %1"),
+         Text(
+             "Collegarlo, oppure indicarne un altro con --reader; tarvelo-renew readers li elenca.",
+             "Plug it in, or name another with --reader; tarvelo-renew readers lists them.")},
+        {FindingId::readerAmbiguous, "reader-ambiguous", Severity::problem,
+         Text("Più lettori con una carta non si distinguono dal nome: %1",
+              "Several readers with a card cannot be told apart by name: %1"),
+         Text("Lasciarne collegato uno solo.", "Leave only one of them plugged in.")},
+        {FindingId::noCard, "no-card", Severity::problem,
+         Text("Nel lettore non c'è una carta: %1", "There is no card in the reader: %1"),
+         Text("Inserire la carta.", "Insert the card.")},
+        {FindingId::cardMute, "card-mute", Severity::problem,
+         Text("La carta nel lettore non risponde: %1",
+              "The card in the reader does not answer: %1"),
+         Text("Inserirla nel verso giusto; se non basta, pulire il chip.",
+              "Insert it the right way round; if that does not help, clean the chip.")},
+        {FindingId::cardInUse, "card-in-use", Severity::problem,
+         Text("Un altro programma tiene per sé la carta nel lettore: %1",
+              "Another program keeps the card to itself, in the reader: %1"),
+         Text("Chiudere gli altri programmi che usano la carta e riprovare.",
+              "Close the other programs that use the card and try again.")},
+        {FindingId::cardUnknown, "card-unknown", Severity::problem,
+         Text("La carta nel lettore %1 non è nella tabella delle carte (ATR %2).",
+              "The card in the reader %1 is not in the table of cards (ATR %2)."),
+         Text("Usare un'altra carta, oppure aggiungere una voce con questo ATR alla tabella "
+              "ATR-renew.ini, se il modulo PKCS#11 della carta è installato.",
+              "Use another card, or add an entry with this ATR to the table ATR-renew.ini if the "
+              "card's PKCS#11 module is installed.")},
+        {FindingId::slotNotFound, "slot-not-found", Severity::problem,
+         Text("Il modulo PKCS#11 della carta non vede questo lettore: %1",
+              "The card's PKCS#11 module does not see this reader: %1"),
+         Text("Ricollegare il lettore; se non basta, reinstallare il software della carta.",
+              "Plug the reader in again; if that does not help, install the card's software "
+              "again.")},
+        {FindingId::slotAmbiguous, "slot-ambiguous", Severity::problem,
+         Text("La carta ha più PIN e la tabella delle carte non dice quale usare: %1",
+              "The card has several PINs and the table of cards does not tell which to use: %1"),
+         Text("Indicare l'etichetta giusta con la chiave token_label nella tabella ATR-renew.ini.",
+              "Name the right label with the key token_label in the table ATR-renew.ini.")},
+        {FindingId::cardUnusable, "card-unusable", Severity::problem,
+         Text("La carta nel lettore %1 non è utilizzabile: %2",
+              "The card in the reader %1 cannot be used: %2"),
+         Text("Estrarre la carta, inserirla di nuovo e riprovare.",
+              "Take the card out, insert it again and try once more.")},
+        {FindingId::readerReady, "reader-ready", Severity::ok,
+         Text("La carta nel lettore è raggiungibile: %1",
+              "The card in the reader can be reached: %1"),
+         std::nullopt},
+    };
+}
+
+std::vector<FindingRow> tokenRows()
+{
+    return {
+        {FindingId::tokenNotInitialised, "token-not-initialised", Severity::problem,
+         Text("La carta non è inizializzata: %1", "The card is not initialised: %1"),
+         Text("È vuota: rivolgersi a chi l'ha rilasciata.", "It is empty: turn to who issued it.")},
+        {FindingId::notActivated, "not-activated", Severity::problem,
+         Text("La carta non è ancora attivata: %1", "The card is not activated yet: %1"),
+         Text("Attivarla come scritto nella busta dei codici, con il programma della carta.",
+              "Activate it as the letter with its codes says, with the card's own program.")},
+        {FindingId::pinToBeChanged, "pin-to-be-changed", Severity::problem,
+         Text("Il PIN va cambiato prima di usare la carta: %1",
+              "The PIN has to be changed before the card can be used: %1"),
+         Text("Cambiarlo con il programma della carta.", "Change it with the card's own program.")},
+        {FindingId::pinBlocked, "pin-blocked", Severity::problem,
+         Text("Il PIN della carta è bloccato: %1", "The card's PIN is blocked: %1"),
+         Text("Sbloccarlo con il PUK, o rivolgersi all'ufficio di registrazione.",
+              "Unblock it with the PUK, or ask the registration office.")},
+        {FindingId::pinLastTry, "pin-last-try", Severity::problem,
+         Text("Resta un solo tentativo per il PIN: %1", "One try is left for the PIN: %1"),
+         Text("Usarlo solo se il PIN è certamente giusto (--last-try); un PIN giusto ridà tutti i "
+              "tentativi.",
+              "Use it only when the PIN is certainly right (--last-try); a right PIN gives all "
+              "tries back.")},
+        {FindingId::pinTriesLow, "pin-tries-low", Severity::warning,
+         Text("È già stato dato un PIN sbagliato: %1", "A wrong PIN was given before: %1"),
+         Text("Digitare il PIN con attenzione; un PIN giusto ridà tutti i tentativi.",
+              "Type the PIN with care; a right PIN gives all tries back.")},
+    };
+}
+
+std::vector<FindingRow> machineRows()
+{
+    return {
+        {FindingId::homeUsable, "home-usable", Severity::ok,
+         Text("La cartella per il registro e i rinnovi iniziati è utilizzabile: %1",
+              "The folder for the log and the renewals that were begun can be used: %1"),
+         std::nullopt},
+        {FindingId::homeUnwritable, "home-unwritable", Severity::problem,
+         Text("Non si può scrivere in %1, dove vanno il registro e i rinnovi iniziati.",
+              "%1 cannot be written, where the log and the renewals that were begun belong."),
+         Text("Controllare proprietario e permessi della cartella, e la variabile d'ambiente HOME.",
+              "Check the folder's owner and permissions, and the environment variable HOME.")},
+        {FindingId::logUnwritable, "log-unwritable", Severity::warning,
+         Text("Il registro non può essere scritto: %1", "The log cannot be written: %1"),
+         Text("Controllarne proprietario e permessi, oppure spostare il file altrove.",
+              "Check its owner and permissions, or move the file away.")},
+        {FindingId::recordsUnsafe, "records-unsafe", Severity::problem,
+         Text("I rinnovi iniziati non possono essere annotati: %2",
+              "Renewals that are begun cannot be noted: %2"),
+         Text("Guardare che cosa contiene quella cartella, poi correggerne il proprietario e "
+              "togliere agli altri il permesso di scrittura (chmod go-w).",
+              "Look at what is in that folder, then correct its owner and take away others' "
+              "permission to write (chmod go-w).")},
+        {FindingId::recordUnreadable, "record-unreadable", Severity::warning,
+         Text("L'annotazione di un rinnovo iniziato non è utilizzabile: %2",
+              "The record of a renewal that was begun cannot be used: %2"),
+         Text("Spostare quel file altrove; tarvelo-renew resume completa il rinnovo anche dalla "
+              "sola "
+              "carta.",
+              "Move that file away; tarvelo-renew resume can finish the renewal from the card "
+              "alone, too.")},
+        {FindingId::clockPlausible, "clock-plausible", Severity::ok,
+         Text("L'orologio del computer è plausibile: %1", "The computer's clock is plausible: %1"),
+         std::nullopt},
+        {FindingId::clockBehind, "clock-behind", Severity::problem,
+         Text("L'orologio del computer segna il %1, ma questo programma è del %2.",
+              "The computer's clock says %1, but this program is of %2."),
+         Text("Regolare la data: sudo timedatectl set-ntp true",
+              "Set the date: sudo timedatectl set-ntp true")},
+        {FindingId::clockAhead, "clock-ahead", Severity::problem,
+         Text("L'orologio del computer segna il %1, troppo lontano nel futuro per questo programma "
+              "del %2.",
+              "The computer's clock says %1, too far in the future for this program of %2."),
+         Text("Regolare la data: sudo timedatectl set-ntp true",
+              "Set the date: sudo timedatectl set-ntp true")},
+        {FindingId::authorityProgramFound, "authority-program-found", Severity::ok,
+         Text("Il programma di --ca-command c'è: %1", "The program of --ca-command is there: %1"),
+         std::nullopt},
+        {FindingId::authorityProgramMissing, "authority-program-missing", Severity::problem,
+         Text("Il programma di --ca-command non c'è: %1",
+              "The program of --ca-command is not there: %1"),
+         Text("Installarlo, oppure darne il percorso completo.",
+              "Install it, or give its whole path.")},
+        {FindingId::authorityProgramNotExecutable, "authority-program-not-executable",
+         Severity::problem,
+         Text("Il programma di --ca-command non è eseguibile: %1",
+              "The program of --ca-command cannot be executed: %1"),
+         Text("Se è il programma giusto, renderlo eseguibile: chmod +x %1",
+              "If it is the right program, make it executable: chmod +x %1")},
+    };
+}
+
+}  // namespace
+
+const std::vector<FindingRow>& findingRows()
+{
+    static const std::vector<FindingRow> rows = [] {
+        std::vector<FindingRow> all;
+        for (const auto& part :
+             {serviceRows(), tableAndModuleRows(), readerRows(), tokenRows(), machineRows()}) {
+            all.insert(all.end(), part.begin(), part.end());
+        }
+        return all;
+    }();
+    return rows;
+}
+
+const FindingRow& rowOf(FindingId id)
+{
+    const std::vector<FindingRow>& rows = findingRows();
+    const auto found = std::find_if(rows.begin(), rows.end(),
+                                    [id](const FindingRow& row) { return row.id == id; });
+    return found != rows.end() ? *found : rowOf(FindingId::cardLibraryFault);
+}
+
+Finding::Finding(FindingId finding, QString about, QString more)
+    : id(finding)
+    , severity(rowOf(finding).severity)
+    , subject(std::move(about))
+    , detail(std::move(more))
+{
+}
+
+QString Finding::what() const
+{
+    return filled(rowOf(id).what, *this);
+}
+
+QString Finding::cure() const
+{
+    const std::optional<Text>& cure = rowOf(id).cure;
+    return cure ? filled(*cure, *this) : QString();
+}
+
+}  // namespace console

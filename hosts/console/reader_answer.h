@@ -1,0 +1,35 @@
+// A reader with its card as the commands show it: as JSON and on the screen.
+
+#ifndef TARVELOQT_HOSTS_CONSOLE_READER_ANSWER_H
+#define TARVELOQT_HOSTS_CONSOLE_READER_ANSWER_H
+
+#include "hosts/console/finding.h"
+#include "hosts/console/reader_diagnosis.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+
+#include <vector>
+
+namespace console {
+
+// What is not known is null.
+QJsonObject readerObject(const ReaderDiagnosis& reader);
+QJsonObject entryObject(const EntryDiagnosis& entry);
+QJsonObject findingObject(const Finding& finding);
+QJsonArray findingArray(const std::vector<Finding>& findings);
+// What is said of no single reader.
+QJsonObject surroundingsObject(const Diagnosis& diagnosis);
+
+// One line for each thing that is known, the reader's name first, what is wrong last.
+QString readerScreen(const ReaderDiagnosis& reader);
+QString entryScreen(const EntryDiagnosis& entry);
+// What is wrong, and below each how to mend it; nothing of what is well.
+QString mendingScreen(const std::vector<Finding>& findings);
+// Every finding with its severity, and how to mend it.
+QString findingScreen(const std::vector<Finding>& findings);
+
+}  // namespace console
+
+#endif

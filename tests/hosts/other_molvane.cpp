@@ -1,0 +1,80 @@
+// A card-access library of another make: one reader with a card, no diagnosis.
+#pragma GCC visibility push(default)
+#include "imports/molvane.h"
+#pragma GCC visibility pop
+
+#include <cstdio>
+#include <cstring>
+
+int mvGetReaderName(char* names, long* length)
+{
+    static const char name[] = "Lettore altrui|";
+    std::memcpy(names, name, sizeof name);
+    *length = sizeof name;
+    return 0;
+}
+
+int mvInitializeFromATRLite(char* /*reader*/, char* /*atrTable*/, char* /*applicationFolder*/)
+{
+    return 0;
+}
+
+int mvIsCNSINCARD()
+{
+    return 0;
+}
+
+int mvIsFERROLUX()
+{
+    return 0;
+}
+
+int mvLogin(const char* /*pin*/)
+{
+    // Standard output is not a library's, but some print.
+    std::puts("mvLogin");
+    return 0;
+}
+
+int mvFinalize()
+{
+    return 0;
+}
+
+int mvGetPKCS11FromATRLite(char* /*reader*/, char* module, char* /*atrTable*/)
+{
+    std::strcpy(module, "altrui.so");
+    return 0;
+}
+
+int mvCNSToBeActivatedLite(long /*slot*/)
+{
+    return 0;
+}
+
+int mvCheckSmartCard(char* slotDescription, char* manufacturerID, char* model, char* serialNumber)
+{
+    std::strcpy(slotDescription, "Lettore altrui");
+    std::strcpy(manufacturerID, "Altra casa");
+    std::strcpy(model, "Altro modello");
+    std::strcpy(serialNumber, "7900000000000001");
+    return 0;
+}
+
+int getSlotBriskoLite()
+{
+    return 0;
+}
+
+int mvLastError(char* buffer, int size)
+{
+    if (size > 0) {
+        buffer[0] = '\0';
+    }
+    return 0;
+}
+
+int mvLastErrno()
+{
+    return 0;
+}
