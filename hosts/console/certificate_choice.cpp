@@ -12,6 +12,8 @@ namespace console {
 
 namespace {
 
+using Entries = std::vector<CertificateEntry>;
+
 std::optional<CertificateEntry> named(const std::vector<CertificateEntry>& entries,
                                       const QString& name)
 {
@@ -23,18 +25,33 @@ std::optional<CertificateEntry> named(const std::vector<CertificateEntry>& entri
     return found != entries.end() ? std::make_optional(*found) : std::nullopt;
 }
 
-CertificateEntry askFor(const std::vector<CertificateEntry>& entries)
+bool meansAll(const QString& answer)
 {
+    return answer.compare(QLatin1String("all"), Qt::CaseInsensitive) == 0 ||
+           answer.compare(QLatin1String("tutti"), Qt::CaseInsensitive) == 0;
+}
+
+Entries askFor(const Entries& entries)
+{
+    const Entries due = dueCertificates(entries);
     for (;;) {
-        ask(Text("Quale certificato? Il suo numero, o una riga vuota per uscire: ",
-                 "Which certificate? Its number, or an empty line to leave: "));
+        if (due.size() > 1) {
+            ask(Text("Quale certificato? Il numero, \"tutti\", o una riga vuota per uscire: ",
+                     "Which certificate? Its number, \"all\", or an empty line to leave: "));
+        } else {
+            ask(Text("Quale certificato? Il suo numero, o una riga vuota per uscire: ",
+                     "Which certificate? Its number, or an empty line to leave: "));
+        }
         const std::optional<QString> answer = readAnswer();
         if (!answer || answer->trimmed().isEmpty()) {
             throw Stop(ExitCode::declined);
         }
+        if (due.size() > 1 && meansAll(answer->trimmed())) {
+            return due;
+        }
         const auto entry = named(entries, answer->trimmed());
         if (entry && entry->canBeChosen()) {
-            return *entry;
+            return {*entry};
         }
         say(entry ? Text("Numero %1: %2.", "Number %1 is %2.")
                         .arg(QString::number(entry->number), entry->verdictText)
@@ -45,8 +62,15 @@ CertificateEntry askFor(const std::vector<CertificateEntry>& entries)
 
 }  // namespace
 
-CertificateEntry chooseCertificate(const std::vector<CertificateEntry>& entries,
-                                   const QString& wanted, bool mayAsk)
+Entries dueCertificates(const Entries& entries)
+{
+    Entries due;
+    std::copy_if(entries.begin(), entries.end(), std::back_inserter(due),
+                 [](const CertificateEntry& entry) { return entry.verdict == Verdict::toRenew; });
+    return due;
+}
+
+Entries chooseCertificates(const Entries& entries, const QString& wanted, bool mayAsk)
 {
     if (!wanted.isEmpty()) {
         const auto entry = named(entries, wanted);
@@ -61,17 +85,17 @@ CertificateEntry chooseCertificate(const std::vector<CertificateEntry>& entries,
                        Text("Certificato %1: %2.", "Certificate %1: %2.")
                            .arg(QString::number(entry->number), entry->verdictText));
         }
-        return *entry;
+        return {*entry};
     }
 
-    std::vector<CertificateEntry> choices;
+    Entries choices;
     std::copy_if(entries.begin(), entries.end(), std::back_inserter(choices),
                  [](const CertificateEntry& entry) { return entry.canBeChosen(); });
     if (choices.empty()) {
         throw Stop(ExitCode::nothingToRenew);
     }
     if (choices.size() == 1) {
-        return choices.front();
+        return choices;
     }
     if (!mayAsk) {
         throw Stop(ExitCode::choiceNeeded, Text("I certificati da rinnovare sono più d'uno.",

@@ -12,12 +12,16 @@
 
 namespace console {
 
+// Those that are to be renewed now.
+std::vector<CertificateEntry> dueCertificates(const std::vector<CertificateEntry>& entries);
+
 // The one that `wanted` names: its number in the table, its row key ("AUT: 1") or its renewal
 // identifier. With an empty `wanted`, the only one that can be renewed; among several the user is
-// asked, unless mayAsk is false. Throws Stop when there is none (nothingToRenew), the name fits
-// none or the choice stays open (choiceNeeded), or the user answers nothing (declined).
-CertificateEntry chooseCertificate(const std::vector<CertificateEntry>& entries,
-                                   const QString& wanted, bool mayAsk);
+// asked for one or all that are due, unless mayAsk is false. Never empty. Throws Stop when there is
+// none (nothingToRenew), the name fits none or the choice stays open (choiceNeeded), or the user
+// answers nothing (declined).
+std::vector<CertificateEntry> chooseCertificates(const std::vector<CertificateEntry>& entries,
+                                                 const QString& wanted, bool mayAsk);
 
 // Asks a yes-or-no question; anything but a clear yes, the end of input too, is no.
 bool confirmed(const QString& question);

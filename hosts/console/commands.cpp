@@ -12,6 +12,8 @@
 
 #include <QJsonDocument>
 
+#include <unistd.h>
+
 #include <exception>
 #include <optional>
 
@@ -76,7 +78,7 @@ ExitCode runCommand(const Arguments& arguments)
     if (arguments.json) {
         putDocument(arguments, answer, stop ? &*stop : nullptr);
     } else if (stop) {
-        complain(QLatin1Char('\n') + stopMessage(*stop, notedLogPlace()));
+        complain(QLatin1Char('\n') + stopMessage(*stop, notedLogPlace(), STDERR_FILENO));
     }
     return stop ? stop->code() : ExitCode::done;
 }

@@ -1,10 +1,11 @@
 #include "hosts/console/guided_run.h"
 
 #include "hosts/console/certificate_choice.h"
-#include "hosts/console/opened_card.h"
-#include "hosts/console/renewal_job.h"
+#include "hosts/console/renewal_round.h"
 #include "hosts/console/screens.h"
 #include "hosts/console/terminal.h"
+#include "hosts/console/text_layout.h"
+#include "hosts/console/unfinished_renewals.h"
 
 #include <card_v_func.h>
 
@@ -12,16 +13,34 @@ namespace console {
 
 namespace {
 
-// Numbers of the certificates whose renewal was begun and not finished.
-QString begunNumbers(const std::vector<CertificateEntry>& entries)
+using Entries = std::vector<CertificateEntry>;
+
+// The user is led, not told by arguments what to do.
+bool leads(const Arguments& arguments)
 {
-    QStringList numbers;
-    for (const CertificateEntry& entry : entries) {
-        if (entry.canBeChosen() && !entry.pendingKey.isEmpty()) {
-            numbers.append(QString::number(entry.number));
-        }
+    return mayAsk() && !arguments.yes && !arguments.all && !arguments.dryRun &&
+           arguments.certificate.isEmpty();
+}
+
+// Offers to finish what an earlier run began; the entries are then those on the card now. False
+// when there was nothing to finish, or it is not wanted.
+bool finishEarlier(const OpenedCard& card, Entries& entries, const Arguments& arguments,
+                   QJsonObject& answer)
+{
+    const std::vector<Unfinished> unfinished = unfinishedRenewals(card, entries, arguments);
+    if (unfinished.empty()) {
+        return false;
     }
-    return numbers.join(QStringLiteral(", "));
+    say(wrapped(Text("Un rinnovo è stato iniziato e non completato:",
+                     "A renewal was begun and not finished:")));
+    for (const Unfinished& one : unfinished) {
+        say(renewalPlan(one.entry, authorityName(arguments)));
+    }
+    if (!confirmed(Text("Completarlo adesso?", "Finish it now?"))) {
+        return false;
+    }
+    entries = renewEach(card, unfinished, entries, arguments, answer);
+    return true;
 }
 
 }  // namespace
@@ -33,26 +52,26 @@ void guidedRun(const Arguments& arguments, QJsonObject& answer)
             .arg(nomeLibreria, versioneLibreria));
     CardWork work(arguments);
     const OpenedCard card = openCard(work, answer);
-    const std::vector<CertificateEntry> entries = showCertificates(
-        work, Text("Certificati sulla carta:", "Certificates on the card:"), answer);
-    const QString begun = begunNumbers(entries);
-    if (!begun.isEmpty()) {
-        say(Text("Rinnovo già iniziato, da completare: %1.\n",
-                 "Begun already, to be finished: %1.\n")
-                .arg(begun));
+    Entries entries = showCertificatesOnCard(work, answer);
+    const bool isLed = leads(arguments);
+    bool anyDone = isLed && finishEarlier(card, entries, arguments, answer);
+    while (!anyDone || (isLed && !dueCertificates(entries).empty())) {
+        Entries wanted;
+        try {
+            wanted = chosenCertificates(entries, arguments);
+            if (!mayGoOn(wanted, arguments, answer)) {
+                return;
+            }
+        } catch (const Stop& stop) {
+            // Whoever leaves after a renewal has done what there was to do.
+            if (anyDone && stop.code() == ExitCode::declined) {
+                return;
+            }
+            throw;
+        }
+        entries = renewEach(card, renewalsOf(wanted), entries, arguments, answer);
+        anyDone = true;
     }
-    const CertificateEntry entry =
-        chooseCertificate(entries, arguments.certificate, mayAsk() && !arguments.yes);
-    say(renewalPlan(entry, authorityName(arguments)));
-    if (arguments.dryRun) {
-        say(Text("Prova: non è stato scritto nulla.", "Dry run: nothing was written."));
-        return;
-    }
-    requireConfirmation(arguments);
-    const IssuedCertificate certificate = RenewalJob(card, arguments).renew(entry);
-    const std::vector<CertificateEntry> now = showCertificates(
-        work, Text("Certificati sulla carta adesso:", "Certificates on the card now:"), answer);
-    say(renewalResult(entry, renewedEntry(entry, certificate.notAfter, entries, now)));
 }
 
 }  // namespace console

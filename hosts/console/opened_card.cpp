@@ -5,6 +5,8 @@
 #include "hosts/console/terminal.h"
 #include "hosts/console/text_layout.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 namespace console {
@@ -27,7 +29,7 @@ std::vector<CertificateEntry> showCertificates(CardWork& work, const QString& he
 {
     std::vector<CertificateEntry> entries = work.readCertificates();
     const QDate today = QDate::currentDate();
-    say(QLatin1Char('\n') + heading + QStringLiteral("\n\n") +
+    say(QLatin1Char('\n') + toned(Tone::heading, heading, STDOUT_FILENO) + QStringLiteral("\n\n") +
         (entries.empty() ? Text("nessuno", "none").string() : certificateTable(entries, today)) +
         QLatin1Char('\n'));
     answer.insert(QStringLiteral("certificates"), certificateArray(entries, today));

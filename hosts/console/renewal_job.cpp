@@ -7,6 +7,8 @@
 
 #include <QDateTime>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -67,7 +69,7 @@ std::vector<RenewalRecord> keptRenewals(const RecordStore& store, const QString&
 {
     RecordListing listing = store.list();
     for (const Stop& complaint : listing.complaints) {
-        complain(stopMessage(complaint, {}));
+        complain(stopMessage(complaint, {}, STDERR_FILENO));
     }
     std::vector<RenewalRecord>& records = listing.records;
     records.erase(std::remove_if(records.begin(), records.end(),

@@ -1,8 +1,11 @@
 #include "hosts/console/screens.h"
 
+#include "hosts/console/terminal.h"
 #include "hosts/console/text_layout.h"
 
 #include <QFileInfo>
+
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -84,7 +87,8 @@ QString certificateTable(const std::vector<CertificateEntry>& entries, QDate tod
             row(QString::number(entry.number), entry.kindName, entry.holder, entry.issuer,
                 dated ? dayText(entry.validUntil) : QStringLiteral("-"),
                 dated ? QString::number(today.daysTo(entry.validUntil)) : QStringLiteral("-")));
-        lines.append(wrapped(entry.verdictText, verdictIndent));
+        const QString verdict = wrapped(entry.verdictText, verdictIndent);
+        lines.append(entry.canBeChosen() ? toned(Tone::warning, verdict, STDOUT_FILENO) : verdict);
     }
     return lines.join(QLatin1Char('\n'));
 }
@@ -146,9 +150,12 @@ QString authorityName(const Arguments& arguments)
     return QFileInfo(arguments.authorityCommand.value(0)).fileName();
 }
 
-QString stopMessage(const Stop& stop, const QString& logPlace)
+QString stopMessage(const Stop& stop, const QString& logPlace, int descriptor)
 {
-    QStringList paragraphs = {wrapped(entryOf(stop.code()).meaning)};
+    const bool isFailure =
+        stop.code() != ExitCode::declined && stop.code() != ExitCode::comeBackLater;
+    const Tone tone = isFailure ? Tone::problem : Tone::warning;
+    QStringList paragraphs = {toned(tone, wrapped(entryOf(stop.code()).meaning), descriptor)};
     if (!stop.detail().isEmpty()) {
         paragraphs.append(wrapped(stop.detail(), 2));
     }

@@ -32,8 +32,9 @@ QString renewalLine(const RenewalRecord& record);
 // The name of the program that is asked for the certificate; empty when it is fetched by hand.
 QString authorityName(const Arguments& arguments);
 
-// Why the run ends, what to do next and where the log is, for standard error.
-QString stopMessage(const Stop& stop, const QString& logPlace);
+// Why the run ends, what to do next and where the log is; the empty place is left out. descriptor:
+// where it will be shown, for the emphasis.
+QString stopMessage(const Stop& stop, const QString& logPlace, int descriptor);
 
 // The inventory's and the card check's refusals as sentences; empty for a result without one.
 QString inventorySentence(int result);

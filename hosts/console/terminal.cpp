@@ -16,6 +16,14 @@ StreamUse& currentUse()
     return use;
 }
 
+// NO_COLOR: https://no-color.org.
+bool showsTones(int descriptor)
+{
+    const QByteArray terminal = qgetenv("TERM");
+    return ::isatty(descriptor) == 1 && qEnvironmentVariableIsEmpty("NO_COLOR") &&
+           !terminal.isEmpty() && terminal != "dumb";
+}
+
 void writeAll(int descriptor, const QByteArray& bytes)
 {
     const char* next = bytes.constData();
@@ -66,6 +74,28 @@ void put(const QByteArray& bytes)
 void complain(const QString& text)
 {
     writeAll(STDERR_FILENO, text.toLocal8Bit() + '\n');
+}
+
+QString toned(Tone tone, const QString& text, int descriptor)
+{
+    if (!showsTones(descriptor)) {
+        return text;
+    }
+    const char* parameters = "1";
+    switch (tone) {
+    case Tone::heading:
+        break;
+    case Tone::good:
+        parameters = "1;32";
+        break;
+    case Tone::warning:
+        parameters = "33";
+        break;
+    case Tone::problem:
+        parameters = "1;31";
+        break;
+    }
+    return QStringLiteral("\x1b[%1m%2\x1b[0m").arg(QLatin1String(parameters), text);
 }
 
 std::optional<QString> readAnswer()

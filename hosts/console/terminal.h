@@ -35,6 +35,13 @@ void put(const QByteArray& bytes);
 // Writes the text and a line end to standard error.
 void complain(const QString& text);
 
+// Emphasis repeats what the words say already.
+enum class Tone { heading, good, warning, problem };
+
+// The text in bold or colour (ECMA-48: SGR) where the descriptor, standard output or error, is a
+// terminal that knows how and NO_COLOR is not set; else as it is.
+QString toned(Tone tone, const QString& text, int descriptor);
+
 // One line of standard input without its line end, in the encoding of the locale. Nothing at the
 // end of input; of a line longer than 4,096 bytes the rest is dropped.
 std::optional<QString> readAnswer();

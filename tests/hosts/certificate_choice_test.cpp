@@ -54,10 +54,21 @@ std::vector<CertificateEntry> entries(std::initializer_list<Verdict> verdicts)
     return result;
 }
 
+using Numbers = std::vector<int>;
+
+Numbers numbers(const std::vector<CertificateEntry>& list)
+{
+    Numbers result;
+    for (const CertificateEntry& entry : list) {
+        result.push_back(entry.number);
+    }
+    return result;
+}
+
 ExitCode stopCode(const std::vector<CertificateEntry>& list, const QString& wanted, bool mayAsk)
 {
     try {
-        chooseCertificate(list, wanted, mayAsk);
+        chooseCertificates(list, wanted, mayAsk);
     } catch (const Stop& stop) {
         return stop.code();
     }
@@ -69,7 +80,7 @@ ExitCode stopCode(const std::vector<CertificateEntry>& list, const QString& want
 TEST(CertificateChoice, onlyOneCanBeRenewed_isTakenUnasked)
 {
     const auto list = entries({Verdict::expired, Verdict::toRenew, Verdict::notYetDue});
-    EXPECT_EQ(chooseCertificate(list, QString(), true).number, 2);
+    EXPECT_EQ(numbers(chooseCertificates(list, QString(), true)), (Numbers{2}));
 }
 
 TEST(CertificateChoice, named_isFoundByNumberRowOrIdentifier)
@@ -77,7 +88,7 @@ TEST(CertificateChoice, named_isFoundByNumberRowOrIdentifier)
     const auto list = entries({Verdict::toRenew, Verdict::recovery});
     for (const char* name : {"2", "AUT: 2", "id2"}) {
         SCOPED_TRACE(name);
-        EXPECT_EQ(chooseCertificate(list, QString::fromUtf8(name), false).number, 2);
+        EXPECT_EQ(numbers(chooseCertificates(list, QString::fromUtf8(name), false)), (Numbers{2}));
     }
 }
 
@@ -96,8 +107,23 @@ TEST(CertificateChoice, several_areAskedUntilAnAnswerFits)
 {
     const auto list = entries({Verdict::toRenew, Verdict::expired, Verdict::toRenew});
     const Answers answers("7\n2\n 3 \n1\n");
-    EXPECT_EQ(chooseCertificate(list, QString(), true).number, 3);
-    EXPECT_EQ(chooseCertificate(list, QString(), true).number, 1);
+    EXPECT_EQ(numbers(chooseCertificates(list, QString(), true)), (Numbers{3}));
+    EXPECT_EQ(numbers(chooseCertificates(list, QString(), true)), (Numbers{1}));
+}
+
+TEST(CertificateChoice, allAmongSeveral_areThoseToBeRenewed)
+{
+    const auto list = entries({Verdict::toRenew, Verdict::recovery, Verdict::toRenew});
+    for (const char* text : {"all\n", " Tutti\n"}) {
+        SCOPED_TRACE(text);
+        const Answers answers(text);
+        EXPECT_EQ(numbers(chooseCertificates(list, QString(), true)), (Numbers{1, 3}));
+    }
+    // One that is due and one to recover: "all" would leave out the second.
+    const Answers answers("all\n2\n");
+    EXPECT_EQ(numbers(chooseCertificates(entries({Verdict::toRenew, Verdict::recovery}), QString(),
+                                         true)),
+              (Numbers{2}));
 }
 
 TEST(CertificateChoice, emptyLineOrEndOfInput_isDeclined)

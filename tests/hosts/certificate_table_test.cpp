@@ -5,6 +5,7 @@
 #include <QStringList>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace console;
 
@@ -89,9 +90,9 @@ TEST(RenewalResult, recovery_hasNoDateBefore)
 TEST(StopMessage, failure_tellsMeaningDetailAdviceAndLog)
 {
     const Stop stop(ExitCode::noReader, QStringLiteral("Detail."), QStringLiteral("Advice."));
-    EXPECT_EQ(stopMessage(stop, QStringLiteral("/log")),
+    EXPECT_EQ(stopMessage(stop, QStringLiteral("/log"), STDERR_FILENO),
               QStringLiteral("No card reader can be used.\n  Detail.\nAdvice.\nLog: /log"));
-    EXPECT_EQ(stopMessage(Stop(ExitCode::declined), QStringLiteral("/log")),
+    EXPECT_EQ(stopMessage(Stop(ExitCode::declined), QStringLiteral("/log"), STDERR_FILENO),
               QStringLiteral("Nothing was done, as you wished."));
 }
 

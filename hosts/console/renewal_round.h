@@ -1,0 +1,45 @@
+// One round of renewals: which certificates, what will happen, the yes, and each one's renewal.
+
+#ifndef TARVELOQT_HOSTS_CONSOLE_RENEWAL_ROUND_H
+#define TARVELOQT_HOSTS_CONSOLE_RENEWAL_ROUND_H
+
+#include "hosts/console/opened_card.h"
+#include "hosts/console/renewal_job.h"
+
+#include <QJsonObject>
+
+#include <vector>
+
+namespace console {
+
+// Reads and shows what is on the card, at first and after a change.
+std::vector<CertificateEntry> showCertificatesOnCard(CardWork& work, QJsonObject& answer);
+std::vector<CertificateEntry> showCertificatesNow(CardWork& work, QJsonObject& answer);
+
+// Those that the arguments name (--all: every one to be renewed), or the user chooses. Throws Stop
+// as chooseCertificates() does.
+std::vector<CertificateEntry> chosenCertificates(const std::vector<CertificateEntry>& entries,
+                                                 const Arguments& arguments);
+
+// Shows the plan and adds "plan" to the answer. False when it was only to be shown; throws Stop
+// when it is not confirmed.
+bool mayGoOn(const std::vector<CertificateEntry>& entries, const Arguments& arguments,
+             QJsonObject& answer);
+
+// One renewal after the other, each from a fresh look at the card; adds "renewals" to the answer.
+// Returns what is on the card afterwards. Throws Stop (Attempts::conclude).
+std::vector<CertificateEntry> renewEach(const OpenedCard& card,
+                                        const std::vector<Unfinished>& wanted,
+                                        const std::vector<CertificateEntry>& atFirst,
+                                        const Arguments& arguments, QJsonObject& answer);
+
+// Renewals from where each stands.
+std::vector<Unfinished> renewalsOf(const std::vector<CertificateEntry>& entries);
+std::vector<CertificateEntry> entriesOf(const std::vector<Unfinished>& unfinished);
+
+// What an answer tells of one certificate's renewal.
+QJsonObject attemptObject(const CertificateEntry& entry);
+
+}  // namespace console
+
+#endif
