@@ -1,6 +1,6 @@
 # What cmake --install puts where. Every path inside the tree is relative, so that it works wherever
 # it is put:
-#   include/tarveloqt/           the two headers, and card_diagnosis.h for hosts that look it up
+#   include/tarveloqt/           the headers for hosts
 #   <lib>/                       libTarveloQT
 #   <lib>/cmake/TarveloQT/       find_package(TarveloQT)
 #   <lib>/pkgconfig/             pkg-config tarveloqt
@@ -8,7 +8,8 @@
 #   <lib>/tarvelo/bin, p11/      the programs and the ATR table that they look for in ../p11
 #   bin/                         links to the programs
 #   share/                       manual pages and completions
-# As Debian packages (cmake/Packages.cmake) the table is a link to the administrator's copy in /etc.
+# As Debian packages (cmake/Packages.cmake) the table is a link to the administrator's copy in /etc,
+# and what belongs together is one component.
 include(CMakePackageConfigHelpers)
 option(TARVELOQT_DEBIAN_PACKAGES "Lay the installed tree out for Debian packages, to be made by cpack" OFF)
 
@@ -68,17 +69,23 @@ foreach(program IN LISTS tarveloqt_programs)
         DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${${program}_component})
 endforeach()
 
+# tarveloqt_install_settings(FILE FOLDER COMPONENT): a file that administrators edit, into a folder of
+# the programs' tree. In a Debian package that is a link to their copy in /etc, which upgrades keep.
+function(tarveloqt_install_settings file folder component)
+    if(NOT TARVELOQT_DEBIAN_PACKAGES)
+        install(FILES ${file} DESTINATION ${tarveloqt_tree}/${folder} COMPONENT ${component})
+        return()
+    endif()
+    cmake_path(GET file FILENAME name)
+    set(copy ${CMAKE_INSTALL_FULL_SYSCONFDIR}/tarvelo/${name})
+    install(FILES ${file} DESTINATION ${CMAKE_INSTALL_FULL_SYSCONFDIR}/tarvelo COMPONENT ${component})
+    file(CREATE_LINK ${copy} ${PROJECT_BINARY_DIR}/links/${name} SYMBOLIC)
+    install(FILES ${PROJECT_BINARY_DIR}/links/${name}
+        DESTINATION ${tarveloqt_tree}/${folder} COMPONENT ${component})
+    set_property(GLOBAL APPEND_STRING PROPERTY tarveloqt_conffiles_${component} "${copy}\n")
+endfunction()
 # The table lies with the card libraries, because its format is theirs.
-if(TARVELOQT_DEBIAN_PACKAGES)
-    set(tarveloqt_table_copy ${CMAKE_INSTALL_FULL_SYSCONFDIR}/tarvelo)
-    install(FILES p11/ATR-renew.ini DESTINATION ${tarveloqt_table_copy} COMPONENT cardlibs)
-    file(CREATE_LINK ${tarveloqt_table_copy}/ATR-renew.ini
-        ${PROJECT_BINARY_DIR}/links/ATR-renew.ini SYMBOLIC)
-    install(FILES ${PROJECT_BINARY_DIR}/links/ATR-renew.ini
-        DESTINATION ${tarveloqt_tree}/p11 COMPONENT cardlibs)
-else()
-    install(FILES p11/ATR-renew.ini DESTINATION ${tarveloqt_tree}/p11 COMPONENT cardlibs)
-endif()
+tarveloqt_install_settings(p11/ATR-renew.ini p11 cardlibs)
 
 # What a folder makes from its program's own definitions, it names in properties of the program:
 # lists of files, under the names that they are installed by, made by a target that is part of "all".

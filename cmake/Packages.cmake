@@ -64,13 +64,19 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
     file(READ ${folder}/description description)
     # A line break at its end would end the control file's paragraph.
     string(STRIP "${description}" CPACK_COMPONENT_${upper}_DESCRIPTION)
-    foreach(control IN ITEMS conffiles shlibs triggers)
+    set(control_files "")
+    foreach(control IN ITEMS shlibs triggers)
         if(EXISTS ${folder}/${control})
             configure_file(${folder}/${control} ${PROJECT_BINARY_DIR}/packaging/${package}/${control} @ONLY)
-            list(APPEND CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA
-                ${PROJECT_BINARY_DIR}/packaging/${package}/${control})
+            list(APPEND control_files ${PROJECT_BINARY_DIR}/packaging/${package}/${control})
         endif()
     endforeach()
+    get_property(conffiles GLOBAL PROPERTY tarveloqt_conffiles_${component})
+    if(conffiles)
+        file(WRITE ${PROJECT_BINARY_DIR}/packaging/${package}/conffiles "${conffiles}")
+        list(APPEND control_files ${PROJECT_BINARY_DIR}/packaging/${package}/conffiles)
+    endif()
+    set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA ${control_files})
     install(FILES packaging/copyright packaging/changelog
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package} COMPONENT ${component})
     if(EXISTS ${folder}/lintian-overrides)
@@ -83,7 +89,11 @@ install(FILES docs/atr-table.md docs/card-layout.md docs/errors.md
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tarvelo-cardlibs COMPONENT cardlibs)
 install(FILES docs/host-guide.md
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libtarveloqt-dev COMPONENT development)
-install(FILES docs/examples/minimal_host.cpp
+install(FILES docs/examples/minimal_host.cpp docs/examples/reader_report.cpp
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libtarveloqt-dev/examples COMPONENT development)
+# What scripts rely on: the form of the --json answers.
+install(DIRECTORY docs/json
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/tarvelo-renew COMPONENT programs
+    FILES_MATCHING PATTERN *.schema.json)
 
 include(CPack)

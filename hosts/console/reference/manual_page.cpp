@@ -100,8 +100,9 @@ void addFiles(Page& page)
                        "what it renews, no secret."}));
     page.item("\\fI../p11/ATR\\-renew.ini\\fR",
               page.in({"Accanto alla cartella del programma: quale modulo PKCS#11 serve quale "
-                       "carta.",
-                       "Beside the program's folder: which PKCS#11 module serves which card."}));
+                       "carta. Nei pacchetti Debian porta a /etc/tarvelo/ATR-renew.ini.",
+                       "Beside the program's folder: which PKCS#11 module serves which card. In "
+                       "the Debian packages it leads to /etc/tarvelo/ATR-renew.ini."}));
 }
 
 void addExamples(Page& page)
