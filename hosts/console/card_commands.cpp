@@ -23,13 +23,6 @@ void makeRequests(const Arguments& arguments, QJsonObject& answer)
     CardWork work(arguments);
     const OpenedCard card = openCard(work, answer);
     const Entries entries = chosenCertificates(showCertificatesOnCard(work, answer), arguments);
-    if (!arguments.saveRequestFile.isEmpty() && entries.size() > 1) {
-        throw Stop(ExitCode::usage,
-                   Text("--save-request vale per un solo certificato; le richieste di --all si "
-                        "leggono con --json.",
-                        "--save-request is for one certificate; the requests of --all are in "
-                        "--json's answer."));
-    }
     if (!mayGoOn(entries, arguments, answer)) {
         return;
     }

@@ -24,16 +24,14 @@ OpenedCard openCard(CardWork& work, QJsonObject& answer)
     return card;
 }
 
-std::vector<CertificateEntry> showCertificates(CardWork& work, const QString& heading,
-                                               QJsonObject& answer)
+void showCertificates(const std::vector<CertificateEntry>& entries, const QString& heading,
+                      QJsonObject& answer)
 {
-    std::vector<CertificateEntry> entries = work.readCertificates();
     const QDate today = QDate::currentDate();
     say(QLatin1Char('\n') + toned(Tone::heading, heading, STDOUT_FILENO) + QStringLiteral("\n\n") +
         (entries.empty() ? Text("nessuno", "none").string() : certificateTable(entries, today)) +
         QLatin1Char('\n'));
     answer.insert(QStringLiteral("certificates"), certificateArray(entries, today));
-    return entries;
 }
 
 const CertificateEntry* sameCertificate(const CertificateEntry& wanted,

@@ -20,10 +20,9 @@ struct OpenedCard {
 // Reader, PIN and card check, each said as it is passed; adds "card" to the answer. Throws Stop.
 OpenedCard openCard(CardWork& work, QJsonObject& answer);
 
-// Reads the card and shows the table under the heading; adds "certificates" to the answer,
-// replacing an earlier one.
-std::vector<CertificateEntry> showCertificates(CardWork& work, const QString& heading,
-                                               QJsonObject& answer);
+// Shows the table under the heading; adds "certificates" to the answer, replacing an earlier one.
+void showCertificates(const std::vector<CertificateEntry>& entries, const QString& heading,
+                      QJsonObject& answer);
 
 // The certificate on the card that is this one now, whatever its number; none when it is gone.
 const CertificateEntry* sameCertificate(const CertificateEntry& wanted,

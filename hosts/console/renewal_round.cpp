@@ -16,18 +16,37 @@ namespace {
 
 using Entries = std::vector<CertificateEntry>;
 
+// One file cannot hold what is wanted of several certificates.
+void requireFileForEach(const Entries& entries, const Arguments& arguments)
+{
+    const bool namesFile =
+        !arguments.saveRequestFile.isEmpty() || !arguments.saveCertificateFile.isEmpty();
+    if (namesFile && entries.size() > 1) {
+        throw Stop(ExitCode::usage,
+                   Text("--save-request e --save-certificate valgono per un solo certificato.",
+                        "--save-request and --save-certificate are for one certificate."),
+                   Text("Sceglierne uno con --certificate, o togliere queste opzioni: richieste e "
+                        "certificati restano comunque nei rinnovi conservati.",
+                        "Choose one with --certificate, or leave these options out: requests and "
+                        "certificates are kept with the renewals anyway."));
+    }
+}
+
+// Which of several renewals begins now.
+QString heading(const CertificateEntry& entry, std::size_t number, std::size_t planned)
+{
+    return Text("\nRinnovo %1 di %2: %3, %4", "\nRenewal %1 of %2: %3, %4")
+        .arg(QString::number(number), QString::number(planned), entry.kindName, entry.holder);
+}
+
 }  // namespace
 
 Entries showCertificatesOnCard(CardWork& work, QJsonObject& answer)
 {
-    return showCertificates(work, Text("Certificati sulla carta:", "Certificates on the card:"),
-                            answer);
-}
-
-Entries showCertificatesNow(CardWork& work, QJsonObject& answer)
-{
-    return showCertificates(
-        work, Text("Certificati sulla carta adesso:", "Certificates on the card now:"), answer);
+    Entries entries = work.readCertificates();
+    showCertificates(entries, Text("Certificati sulla carta:", "Certificates on the card:"),
+                     answer);
+    return entries;
 }
 
 Entries chosenCertificates(const Entries& entries, const Arguments& arguments)
@@ -44,6 +63,7 @@ Entries chosenCertificates(const Entries& entries, const Arguments& arguments)
 
 bool mayGoOn(const Entries& entries, const Arguments& arguments, QJsonObject& answer)
 {
+    requireFileForEach(entries, arguments);
     QJsonArray plan;
     for (const CertificateEntry& entry : entries) {
         say(renewalPlan(entry, authorityName(arguments)));
@@ -71,19 +91,30 @@ Entries renewEach(const OpenedCard& card, const std::vector<Unfinished>& wanted,
     const RenewalJob job(card, arguments);
     // Numbers and renewal identifiers change with every key and certificate.
     Entries earlier = atFirst;
+    std::size_t number = 0;
+    bool anyRenewed = false;
     for (const Unfinished& one : wanted) {
+        if (wanted.size() > 1) {
+            say(toned(Tone::heading, heading(one.entry, ++number, wanted.size()), STDOUT_FILENO));
+        }
         attempts.attempt(attemptObject(one.entry), [&](QJsonObject& object) {
             const CertificateEntry* current = sameCertificate(one.entry, earlier);
             const CertificateEntry before = current != nullptr ? *current : one.entry;
             const IssuedCertificate certificate = job.finish({before, one.installed});
-            const Entries now = showCertificatesNow(card.work, answer);
+            const Entries now = card.work.readCertificates();
             const CertificateEntry& renewed =
                 one.installed ? before : renewedEntry(before, certificate.notAfter, earlier, now);
             say(toned(Tone::good, renewalResult(before, renewed), STDOUT_FILENO));
             object.insert(QStringLiteral("renewed"),
                           certificateObject(renewed, QDate::currentDate()));
             earlier = now;
+            anyRenewed = true;
         });
+    }
+    if (anyRenewed) {
+        showCertificates(earlier,
+                         Text("Certificati sulla carta adesso:", "Certificates on the card now:"),
+                         answer);
     }
     attempts.conclude();
     return earlier;

@@ -12,9 +12,8 @@
 
 namespace console {
 
-// Reads and shows what is on the card, at first and after a change.
+// Reads and shows what is on the card. Throws Stop (inventoryFailed).
 std::vector<CertificateEntry> showCertificatesOnCard(CardWork& work, QJsonObject& answer);
-std::vector<CertificateEntry> showCertificatesNow(CardWork& work, QJsonObject& answer);
 
 // Those that the arguments name (--all: every one to be renewed), or the user chooses. Throws Stop
 // as chooseCertificates() does.
@@ -26,8 +25,9 @@ std::vector<CertificateEntry> chosenCertificates(const std::vector<CertificateEn
 bool mayGoOn(const std::vector<CertificateEntry>& entries, const Arguments& arguments,
              QJsonObject& answer);
 
-// One renewal after the other, each from a fresh look at the card; adds "renewals" to the answer.
-// Returns what is on the card afterwards. Throws Stop (Attempts::conclude).
+// One renewal after the other, each from a fresh look at the card, and then what is on the card;
+// adds "renewals" to the answer and renews its "certificates". Returns what is on the card now.
+// Throws Stop (Attempts::conclude).
 std::vector<CertificateEntry> renewEach(const OpenedCard& card,
                                         const std::vector<Unfinished>& wanted,
                                         const std::vector<CertificateEntry>& atFirst,

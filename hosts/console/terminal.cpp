@@ -122,7 +122,12 @@ std::optional<QString> readAnswer()
     if (!anything) {
         return std::nullopt;
     }
-    return QString::fromLocal8Bit(line);
+    const QString answer = QString::fromLocal8Bit(line);
+    if (!isTerminal()) {
+        // As a terminal would have shown it.
+        ask(answer + QLatin1Char('\n'));
+    }
+    return answer;
 }
 
 bool isTerminal()

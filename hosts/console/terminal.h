@@ -43,7 +43,8 @@ enum class Tone { heading, good, warning, problem };
 QString toned(Tone tone, const QString& text, int descriptor);
 
 // One line of standard input without its line end, in the encoding of the locale. Nothing at the
-// end of input; of a line longer than 4,096 bytes the rest is dropped.
+// end of input; of a line longer than 4,096 bytes the rest is dropped. An answer that no terminal
+// has echoed is shown after its question; never a secret, which nothing asks for here.
 std::optional<QString> readAnswer();
 
 // Standard input is a terminal: a person can answer.
