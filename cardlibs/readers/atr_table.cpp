@@ -16,7 +16,6 @@ namespace {
 // One section while it is read.
 struct Draft {
     TableEntry entry;
-    std::string section;
     std::set<std::string> keysSeen;
     std::optional<TableComplaint> complaint;
 };
@@ -25,7 +24,6 @@ struct Reading {
     std::istream& stream;
     AtrTable& table;
     int line = 0;
-    int sectionLine = 0;
     std::optional<Draft> draft;
 };
 
@@ -142,56 +140,100 @@ void finishDraft(Reading& reading)
         reading.table.entries.push_back(std::move(draft.entry));
 }
 
-void startDraft(Reading& reading, const std::string& section)
+// section: what stands between the brackets; nothing where they are not whole.
+void startDraft(Reading& reading, const std::optional<std::string>& section)
 {
     Draft draft;
-    draft.section = section;
-    draft.entry.line = reading.sectionLine;
-    const std::size_t blank = section.find(' ');
-    const std::string word = section.substr(0, blank);
-    draft.entry.title = blank == std::string::npos ? "" : section.substr(blank + 1);
+    draft.entry.line = reading.line;
+    const std::string name = section.value_or("");
+    const std::size_t blank = name.find(' ');
+    const std::string word = name.substr(0, blank);
+    draft.entry.title = blank == std::string::npos ? "" : name.substr(blank + 1);
     if (word == "card" && !draft.entry.title.empty())
         draft.entry.kind = EntryKind::card;
     else if (word == "software" && !draft.entry.title.empty())
         draft.entry.kind = EntryKind::softwareToken;
-    else if (section == "default")
+    else if (name == "default")
         draft.entry.kind = EntryKind::otherCards;
     else
-        draft.complaint = TableComplaint{reading.sectionLine,
-                                         "a section is [card NAME], [software NAME] or [default]"};
+        draft.complaint =
+            TableComplaint{reading.line, "a section is [card NAME], [software NAME] or [default]"};
     reading.draft = std::move(draft);
+}
+
+// Of a line that begins with a bracket; nothing but a comment may follow the closing one.
+std::optional<std::string> sectionName(const std::string& line)
+{
+    const std::size_t end = line.find(']');
+    if (end == std::string::npos)
+        return std::nullopt;
+    const std::size_t rest = line.find_first_not_of(" \t", end + 1);
+    if (rest != std::string::npos && line[rest] != ';' && line[rest] != '#')
+        return std::nullopt;
+    return line.substr(1, end - 1);
+}
+
+void complainOfLine(Reading& reading, const std::string& reason)
+{
+    const TableComplaint complaint = {reading.line, reason};
+    if (!reading.draft)
+        reading.table.complaints.push_back(complaint);
+    else if (!reading.draft->complaint)
+        reading.draft->complaint = complaint;
+}
+
+constexpr char noKey[] = "neither a section nor \"key = value\"";
+
+// What inih is to see of a line, at most `longest` bytes. It cuts the names of sections, tells of
+// them only with their first key, and takes an indented line for more of the value before: so
+// sections are dealt with here, and lines come to it without blanks at the front.
+std::string lineOfKey(Reading& reading, const std::string& whole, std::size_t longest)
+{
+    const std::size_t first = whole.find_first_not_of(" \t");
+    if (first == std::string::npos || whole[first] == ';' || whole[first] == '#')
+        return {};
+    std::string line = whole.substr(first);
+    if (line[0] == '[') {
+        finishDraft(reading);
+        startDraft(reading, sectionName(line));
+        return {};
+    }
+    // inih would tell of the first such line alone, and use the rest of the entry.
+    if (line.find_first_of("=:") == std::string::npos) {
+        complainOfLine(reading, noKey);
+        return {};
+    }
+    if (line.size() > longest) {
+        complainOfLine(reading, "the line is too long");
+        return {};
+    }
+    return line;
 }
 
 // inih asks for each line here, which is where the line numbers come from.
 char* nextLine(char* buffer, int size, void* stream)
 {
+    static const std::string byteOrderMark = "\xEF\xBB\xBF";
     Reading& reading = *static_cast<Reading*>(stream);
     std::string line;
     if (!std::getline(reading.stream, line))
         return nullptr;
     ++reading.line;
-    line = lineWithoutEnd(std::move(line));
-    // inih tells of a section only at its first key.
-    if (const std::size_t first = line.find_first_not_of(" \t");
-        first != std::string::npos && line[first] == '[')
-        reading.sectionLine = reading.line;
-    if (line.size() + 2 > static_cast<std::size_t>(size)) {
-        if (reading.draft && !reading.draft->complaint)
-            reading.draft->complaint = TableComplaint{reading.line, "the line is too long"};
-        line.clear();
-    }
-    line += '\n';
+    if (reading.line == 1 && line.compare(0, byteOrderMark.size(), byteOrderMark) == 0)
+        line.erase(0, byteOrderMark.size());
+    // Room for the line's end and the NUL.
+    const std::size_t longest = static_cast<std::size_t>(size) - 2;
+    line = lineOfKey(reading, lineWithoutEnd(std::move(line)), longest) + '\n';
     std::memcpy(buffer, line.c_str(), line.size() + 1);
     return buffer;
 }
 
-int takeLine(void* user, const char* section, const char* key, const char* value)
+int takeLine(void* user, const char*, const char* key, const char* value)
 {
     Reading& reading = *static_cast<Reading*>(user);
-    if (!reading.draft || reading.draft->section != section) {
-        finishDraft(reading);
-        startDraft(reading, section);
-    }
+    // A key before the first section.
+    if (!reading.draft)
+        startDraft(reading, std::nullopt);
     Draft& draft = *reading.draft;
     if (draft.complaint)
         return 1;
@@ -258,17 +300,6 @@ Match AtrTable::matchCard(const Bytes& atr) const
     return masked.entry != nullptr ? masked : other;
 }
 
-const TableEntry* AtrTable::findToken(const std::string& manufacturer,
-                                      const std::string& model) const
-{
-    return matchToken(manufacturer, model).entry;
-}
-
-const TableEntry* AtrTable::findCard(const Bytes& atr) const
-{
-    return matchCard(atr).entry;
-}
-
 std::string AtrTable::complaintText(const TableComplaint& complaint) const
 {
     return path + ":" + std::to_string(complaint.line) + ": " + complaint.reason;
@@ -290,11 +321,11 @@ AtrTable parseAtrTable(std::istream& stream, const std::string& path)
 {
     AtrTable table;
     table.path = path;
-    Reading reading{stream, table, 0, 0, std::nullopt};
+    Reading reading{stream, table, 0, std::nullopt};
     const int brokenLine = ini_parse_stream(nextLine, &reading, takeLine, &reading);
     finishDraft(reading);
     if (brokenLine > 0)
-        table.complaints.push_back({brokenLine, "neither a section nor \"key = value\""});
+        table.complaints.push_back({brokenLine, noKey});
     else if (brokenLine < 0)
         throw state::CardError(state::fault::tableUnreadable, path);
     return table;

@@ -72,9 +72,6 @@ struct AtrTable {
     Match matchToken(const std::string& manufacturer, const std::string& model) const;
     // An exact ATR goes before a masked one, and that before the entry for other cards.
     Match matchCard(const Bytes& atr) const;
-    // The entries of these two; null without one.
-    const TableEntry* findToken(const std::string& manufacturer, const std::string& model) const;
-    const TableEntry* findCard(const Bytes& atr) const;
     // "file:line: reason" of a complaint; of the first one, else empty.
     std::string complaintText(const TableComplaint& complaint) const;
     std::string firstComplaint() const;

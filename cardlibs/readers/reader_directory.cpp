@@ -120,6 +120,13 @@ const PcscReader* findReader(const std::vector<PcscReader>& readers, const std::
     return found;
 }
 
+// A detail for an error that an entry with a mistake may be the cause of.
+std::string withComplaint(const std::string& detail, const AtrTable& table)
+{
+    const std::string complaint = table.firstComplaint();
+    return detail + (detail.empty() || complaint.empty() ? "" : "; ") + complaint;
+}
+
 CardPlace placeAt(const CardPath& path)
 {
     return {path.module, *path.slot, *path.match->entry, *path.token};
@@ -170,7 +177,7 @@ ReaderListing listReaders(const AtrTable& table)
 
 bool isReader(const AtrTable& table, const SoftwareToken& token)
 {
-    return table.findToken(token.info.manufacturer, token.info.model) != nullptr;
+    return table.matchToken(token.info.manufacturer, token.info.model).entry != nullptr;
 }
 
 std::vector<std::string> readerNames(const AtrTable& table)
@@ -184,9 +191,10 @@ std::vector<std::string> readerNames(const AtrTable& table)
             names.push_back(token.readerName);
     if (!names.empty())
         return names;
-    throw CardError(faultOf(listing.service), listing.failures.empty()
-                                                  ? std::string()
-                                                  : listing.failures.front().error.text());
+    throw CardError(faultOf(listing.service),
+                    withComplaint(listing.failures.empty() ? std::string()
+                                                           : listing.failures.front().error.text(),
+                                  table));
 }
 
 void followToEntry(const AtrTable& table, const Bytes& atr, CardPath& path)
@@ -194,9 +202,7 @@ void followToEntry(const AtrTable& table, const Bytes& atr, CardPath& path)
     path.match = table.matchCard(atr);
     if (path.match->entry != nullptr)
         return;
-    const std::string complaint = table.firstComplaint();
-    throw CardError(fault::unknownCard,
-                    "ATR " + hexadecimal(atr) + (complaint.empty() ? "" : "; " + complaint));
+    throw CardError(fault::unknownCard, withComplaint("ATR " + hexadecimal(atr), table));
 }
 
 CardPlace followToCard(const AtrTable& table, const std::vector<PcscReader>& readers,
@@ -235,7 +241,7 @@ CardPlace followToCard(const AtrTable& table, const std::vector<SoftwareToken>& 
         throw CardError(fault::readerAmbiguous, token.readerName);
     path.slot = token.slot;
     if (path.match->entry == nullptr)
-        throw CardError(fault::unknownCard, table.firstComplaint());
+        throw CardError(fault::unknownCard, withComplaint("", table));
     return placeAt(path);
 }
 
@@ -255,12 +261,13 @@ CardPlace findCard(const AtrTable& table, const std::string& readerName)
     if (!failures.empty())
         throw CardError(failures.front().error);
     if (pcsc.service == PcscService::running)
-        throw CardError(fault::readerNotFound, readerName);
+        throw CardError(fault::readerNotFound, withComplaint(readerName, table));
     // A reader of that name may well be there.
     if (softwareModules(table).empty())
-        throw CardError(faultOf(pcsc.service));
-    throw CardError(fault::readerNotFound,
-                    readerName + ". " + CardError(faultOf(pcsc.service)).text());
+        throw CardError(faultOf(pcsc.service), withComplaint("", table));
+    throw CardError(
+        fault::readerNotFound,
+        withComplaint(readerName + ". " + CardError(faultOf(pcsc.service)).text(), table));
 }
 
 }  // namespace cardlibs::readers

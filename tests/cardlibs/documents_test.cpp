@@ -106,7 +106,7 @@ TEST(AtrTableDocument, example_isReadWithoutComplaint)
     std::istringstream stream(text.substr(begin, text.find("```", begin) - begin));
     const auto table = cardlibs::readers::parseAtrTable(stream, "example");
     EXPECT_THAT(table.complaints, IsEmpty());
-    EXPECT_NE(table.findToken("SoftHSM project", "SoftHSM v2"), nullptr);
+    EXPECT_NE(table.matchToken("SoftHSM project", "SoftHSM v2").entry, nullptr);
 }
 
 TEST(CardLayoutDocument, kindsAndLabels_areThoseOfTheCode)

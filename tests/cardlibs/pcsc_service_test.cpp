@@ -1,8 +1,13 @@
 // A PC/SC service that is missing, out of reach, or does not behave; no real one is needed.
 
 #include "cardlibs/readers/pcsc_readers.h"
+#include "cardlibs/state/card_error.h"
+#include "imports/molvane.h"
+#include "tests/cardlibs/card_calls.h"
+#include "tests/cardlibs/card_fixture.h"
 #include "tests/cardlibs/outside_tools.h"
 #include "tests/cardlibs/service_socket.h"
+#include "tests/cardlibs/told_diagnosis.h"
 
 #include <gmock/gmock.h>
 #include <winscard.h>
@@ -13,15 +18,24 @@
 namespace cardlibs_test {
 namespace {
 
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 using cardlibs::readers::listPcscReaders;
 using cardlibs::readers::PcscListing;
 using cardlibs::readers::PcscService;
 using namespace std::chrono_literals;
+namespace fault = cardlibs::state::fault;
 namespace fs = std::filesystem;
 
-class PcscServiceState : public ::testing::Test {
+struct FaultRow {
+    LONG result;
+    unsigned long error;
+    mvServiceState service;
+    const char* advice;
+};
+
+class PcscServiceState : public CardFixture {
 protected:
     PcscServiceState() { serviceSocketFile(); }
     ~PcscServiceState() override { setModes(0755, 0666); }
@@ -32,6 +46,30 @@ protected:
         if (fs::exists(serviceSocketFile()))
             fs::permissions(serviceSocketFile(), static_cast<fs::perms>(socket));
         fs::permissions(serviceSocketFile().parent_path(), static_cast<fs::perms>(folder));
+    }
+
+    static std::string names()
+    {
+        char buffer[1024] = {};
+        long length = sizeof buffer;
+        return mvGetReaderName(buffer, &length) < 0 ? "none" : buffer;
+    }
+
+    int open(std::string reader) const
+    {
+        std::string table = tablePath();
+        std::string folder;
+        return mvInitializeFromATRLite(reader.data(), table.data(), folder.data());
+    }
+
+    void expectNothingFound(const FaultRow& row) const
+    {
+        EXPECT_EQ(names(), "none");
+        EXPECT_EQ(lastError().number, static_cast<int>(row.error));
+        EXPECT_THAT(lastError().text, HasSubstr(row.advice));
+        EXPECT_NE(open("Lettore 00 00"), 0);
+        EXPECT_EQ(lastError().number, static_cast<int>(row.error));
+        EXPECT_THAT(lastError().text, HasSubstr(row.advice));
     }
 
     static std::string seenByOrdinaryUser() { return runTool({LISTER_FILE}).output; }
@@ -95,6 +133,55 @@ TEST_F(PcscServiceState, contextRefused_stateByTheReason)
         const ServiceSocket service(Manner::answering, static_cast<std::uint32_t>(row.result));
         EXPECT_EQ(listPcscReaders().service, row.service);
     }
+}
+
+// What users are told, by each function that looks for a reader, and beside it the entry that they
+// may have made a mistake in.
+TEST_F(PcscServiceState, contextRefused_namesOpeningAndDiagnosisTellWhy)
+{
+    const FaultRow rows[] = {
+        {SCARD_W_SECURITY_VIOLATION, fault::serviceRefused, MV_SERVICE_REFUSING, "nega l'accesso"},
+        {SCARD_E_SERVICE_STOPPED, fault::serviceStopped, MV_SERVICE_STOPPED, "non e' attivo"},
+        {SCARD_F_INTERNAL_ERROR, fault::serviceFailed, MV_SERVICE_FAILING, "riavviarlo"},
+    };
+    const std::string card = "[card Prova]\nmodule = opensc-pkcs11\natr = 3B00\n";
+    for (const FaultRow& row : rows) {
+        SCOPED_TRACE(pcsc_stringify_error(row.result));
+        const ServiceSocket service(Manner::answering, static_cast<std::uint32_t>(row.result));
+        writeTable(card);
+        expectNothingFound(row);
+        writeTable("[software Rotta]\nmodule = softhsm2\n" + card);
+        expectNothingFound(row);
+        EXPECT_THAT(lastError().text, HasSubstr("table.ini:1: \"manufacturer\""));
+
+        const ToldDiagnosis diagnosis = diagnoseReaders(tablePath());
+        EXPECT_EQ(diagnosis.field(0, MV_SERVICE), row.service);
+        EXPECT_EQ(diagnosis.count(MV_READERS), 0);
+        EXPECT_EQ(diagnosis.count(MV_COMPLAINTS), 1);
+        ASSERT_EQ(diagnosis.count(MV_OBSTACLES), 1);
+        EXPECT_EQ(diagnosis.field(0, MV_OBSTACLE_ERROR), row.error);
+        EXPECT_THAT(diagnosis.field(0, MV_OBSTACLE_TEXT).text.value_or(""), HasSubstr(row.advice));
+        EXPECT_EQ(diagnosis.field(0, MV_OBSTACLE_MODULE), notKnown);
+    }
+}
+
+TEST_F(PcscServiceState, contextRefused_softwareTokensServedAllTheSame)
+{
+    const ServiceSocket service(Manner::answering,
+                                static_cast<std::uint32_t>(SCARD_W_SECURITY_VIOLATION));
+    makeCard({});
+    EXPECT_EQ(names(), reader() + "|");
+    EXPECT_EQ(open(reader()), 0) << lastError().text;
+    mvFinalize();
+    EXPECT_NE(open("Lettore 00 00"), 0);
+    EXPECT_EQ(lastError().number, static_cast<int>(fault::readerNotFound));
+    EXPECT_THAT(lastError().text, HasSubstr("pcscd"));
+    const ToldDiagnosis diagnosis = diagnoseReaders(tablePath());
+    EXPECT_EQ(diagnosis.field(0, MV_SERVICE), MV_SERVICE_REFUSING);
+    EXPECT_EQ(diagnosis.count(MV_OBSTACLES), 1);
+    ASSERT_EQ(diagnosis.count(MV_READERS), 1);
+    EXPECT_EQ(diagnosis.reader(MV_READER_NAME), reader());
+    EXPECT_EQ(diagnosis.reader(MV_READER_ERROR), 0);
 }
 
 // What libpcsclite makes of it depends on who is faster.

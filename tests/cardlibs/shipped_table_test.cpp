@@ -56,7 +56,7 @@ TEST(ShippedTable, entries_readWithoutComplaintAndManyOfThem)
 {
     const AtrTable table = readAtrTable(SHIPPED_TABLE);
     EXPECT_THAT(table.complaints, IsEmpty());
-    EXPECT_NE(table.findToken("SoftHSM project", "SoftHSM v2"), nullptr);
+    EXPECT_NE(table.matchToken("SoftHSM project", "SoftHSM v2").entry, nullptr);
     EXPECT_GT(shippedCards().size(), 150u);
     for (const TableEntry& entry : table.entries)
         EXPECT_NE(entry.kind, EntryKind::otherCards);
@@ -137,7 +137,7 @@ TEST(ShippedTable, knownAtr_findsItsModel)
         SCOPED_TRACE(row.atr);
         const auto atr = parseAtr(row.atr);
         ASSERT_TRUE(atr);
-        const TableEntry* card = table.findCard(*atr);
+        const TableEntry* card = table.matchCard(*atr).entry;
         ASSERT_EQ(card != nullptr, row.name != nullptr);
         if (card != nullptr) {
             EXPECT_EQ(card->name, row.name);
