@@ -6,6 +6,7 @@
 #include "tools/softcard/card_token.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 
 namespace cardlibs_test {
@@ -49,6 +50,12 @@ softcard::CertifiedKeyOrder pairWithoutCertificate(const std::string& label, int
     order.id = {1, 2, static_cast<unsigned char>(number)};
     order.subject = {{"2.5.4.3", "Un altro"}};
     return order;
+}
+
+void CardFixture::SetUpTestSuite()
+{
+    // libpcsclite reads the variable at its first call and keeps it.
+    ASSERT_EQ(setenv("PCSCLITE_CSOCK_NAME", "/nonexistent/pcscd.comm", 1), 0);
 }
 
 CardFixture::CardFixture()

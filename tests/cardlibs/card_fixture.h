@@ -42,6 +42,10 @@ softcard::CertifiedKeyOrder pairWithoutCertificate(const std::string& label, int
 
 class CardFixture : public ::testing::Test {
 protected:
+    // The readers of another test's PC/SC service must not show here; fixtures that mean a service
+    // have a SetUpTestSuite of their own.
+    static void SetUpTestSuite();
+
     CardFixture();
 
     // Makes a card with these kinds of certificate; EC keys, because they are made in no time.

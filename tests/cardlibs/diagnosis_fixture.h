@@ -26,12 +26,6 @@ inline void expectFields(const ToldDiagnosis& diagnosis, const std::vector<Field
 
 class DiagnosisFixture : public ProxyFixture {
 protected:
-    // Another test's service must not show its readers here.
-    static void SetUpTestSuite()
-    {
-        ASSERT_EQ(setenv("PCSCLITE_CSOCK_NAME", "/nonexistent/pcscd.comm", 1), 0);
-    }
-
     ~DiagnosisFixture() override { mvFinalize(); }
 
     int open(const std::string& name)

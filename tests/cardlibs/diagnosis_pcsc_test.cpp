@@ -29,6 +29,9 @@ std::string cardEntry(const std::string& module)
 
 class DiagnosisPcsc : public ProxyFixture {
 protected:
+    // The service is where libpcsclite looks for it.
+    static void SetUpTestSuite() {}
+
     void SetUp() override
     {
         const std::string obstacle = PcscDaemon::obstacle();

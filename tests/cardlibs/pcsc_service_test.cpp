@@ -37,7 +37,8 @@ struct FaultRow {
 
 class PcscServiceState : public CardFixture {
 protected:
-    PcscServiceState() { serviceSocketFile(); }
+    static void SetUpTestSuite() { serviceSocketFile(); }
+
     ~PcscServiceState() override { setModes(0755, 0666); }
 
     static void setModes(unsigned folder, unsigned socket)

@@ -28,6 +28,9 @@ const Bytes otherAtr = {0x3B, 0x86, 0x80, 0x01, 0x41, 0x4C, 0x54, 0x52, 0x4F, 0x
 
 class Pcsc : public ProxyFixture {
 protected:
+    // The service is where libpcsclite looks for it.
+    static void SetUpTestSuite() {}
+
     void SetUp() override
     {
         const std::string obstacle = PcscDaemon::obstacle();
@@ -153,6 +156,26 @@ TEST_F(Pcsc, cardInTable_moduleAndFlagsAndSlotByItsReader)
     EXPECT_EQ(read.autCount, "1");
     EXPECT_NE(moduleFor(firstReader), 0);
     expectError(CKR_TOKEN_NOT_PRESENT);
+}
+
+TEST_F(Pcsc, cardsInBothReaders_eachByItsOwnAtr)
+{
+    makeCard({});
+    writeTable(m_cardEntry + "[card Altra]\nmodule = " PROXY_FILE "\natr = " +
+               cardlibs::hexadecimal(otherAtr) + "\n");
+    const VirtualCard first(0, otherAtr);
+    const VirtualCard second(1, knownAtr);
+    ASSERT_TRUE(first.isInserted() && second.isInserted());
+    for (const char* const name : {firstReader, secondReader}) {
+        SCOPED_TRACE(name);
+        describeSlots(name);
+        EXPECT_EQ(moduleFor(name), 0) << lastError().text;
+        EXPECT_EQ(mvIsCNSINCARD() != 0, name == secondReader);
+        EXPECT_EQ(open(name), 0) << lastError().text;
+        // The token lies in the other one.
+        EXPECT_NE(open(name == firstReader ? secondReader : firstReader), 0);
+        expectError(fault::slotNotFound);
+    }
 }
 
 TEST_F(Pcsc, slotOfAnotherReader_neverTaken)
