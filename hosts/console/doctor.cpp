@@ -1,5 +1,6 @@
 #include "hosts/console/doctor.h"
 
+#include "hosts/console/authority_findings.h"
 #include "hosts/console/exit_code.h"
 #include "hosts/console/library_view.h"
 #include "hosts/console/machine_findings.h"
@@ -11,6 +12,7 @@
 #include <QDateTime>
 
 #include <algorithm>
+#include <utility>
 
 namespace console {
 
@@ -23,17 +25,39 @@ int countOf(const std::vector<Finding>& findings, Severity severity)
                       [severity](const Finding& finding) { return finding.severity == severity; }));
 }
 
+std::vector<Finding> clockFindings(const Arguments& /*arguments*/)
+{
+    return {clockFinding(QDateTime::currentDateTime(), installationTime())};
+}
+
+std::vector<Finding> folderFindings(const Arguments& /*arguments*/)
+{
+    return homeFindings(RecordStore::userFolder());
+}
+
+std::vector<Finding> cardFindings(const Arguments& arguments)
+{
+    const QString wanted = arguments.reader.isEmpty() ? configuredReader() : arguments.reader;
+    DiagnosisFindings found = findingsOf(lookAtReaders(wanted), wanted);
+    std::vector<Finding> all = std::move(found.surroundings);
+    all.insert(all.end(), found.readers.begin(), found.readers.end());
+    return all;
+}
+
+// In the order in which they are shown. The user's folder is looked at before the library's session
+// makes it.
+using Examination = std::vector<Finding> (*)(const Arguments& arguments);
+constexpr Examination examinations[] = {clockFindings, folderFindings, authorityFindings,
+                                        cardFindings};
+
 std::vector<Finding> allFindings(const Arguments& arguments)
 {
-    std::vector<Finding> findings = homeFindings(RecordStore::userFolder());
-    findings.push_back(clockFinding(QDateTime::currentDateTime(), installationTime()));
-    if (!arguments.authorityCommand.isEmpty()) {
-        findings.push_back(authorityProgramFinding(arguments.authorityCommand));
+    std::vector<Finding> all;
+    for (const Examination examination : examinations) {
+        const std::vector<Finding> found = examination(arguments);
+        all.insert(all.end(), found.begin(), found.end());
     }
-    const QString wanted = arguments.reader.isEmpty() ? configuredReader() : arguments.reader;
-    const std::vector<Finding> readers = findingsOf(lookAtReaders(wanted), wanted);
-    findings.insert(findings.end(), readers.begin(), readers.end());
-    return findings;
+    return all;
 }
 
 }  // namespace
@@ -48,7 +72,9 @@ void examine(const Arguments& arguments, QJsonObject& answer)
     answer.insert(QStringLiteral("warningCount"), warnings);
     say(findingScreen(findings));
     if (problems > 0) {
-        throw Stop(ExitCode::problemsFound);
+        throw Stop(ExitCode::problemsFound,
+                   Text("Problemi: %1, avvisi: %2.", "Problems: %1, warnings: %2.")
+                       .arg(QString::number(problems), QString::number(warnings)));
     }
     say(warnings > 0
             ? Text("\nNulla impedisce il rinnovo; leggere gli avvisi.",

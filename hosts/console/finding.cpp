@@ -142,49 +142,46 @@ std::vector<FindingRow> readerRows()
              "Collegarlo, oppure indicarne un altro con --reader; tarvelo-renew readers li elenca.",
              "Plug it in, or name another with --reader; tarvelo-renew readers lists them.")},
         {FindingId::readerAmbiguous, "reader-ambiguous", Severity::problem,
-         Text("Più lettori con una carta non si distinguono dal nome: %1",
-              "Several readers with a card cannot be told apart by name: %1"),
+         Text("%1: un altro lettore con una carta ha lo stesso nome.",
+              "%1: another reader with a card has the same name."),
          Text("Lasciarne collegato uno solo.", "Leave only one of them plugged in.")},
         {FindingId::noCard, "no-card", Severity::problem,
-         Text("Nel lettore non c'è una carta: %1", "There is no card in the reader: %1"),
+         Text("%1: nel lettore non c'è una carta.", "%1: there is no card in the reader."),
          Text("Inserire la carta.", "Insert the card.")},
         {FindingId::cardMute, "card-mute", Severity::problem,
-         Text("La carta nel lettore non risponde: %1",
-              "The card in the reader does not answer: %1"),
+         Text("%1: la carta nel lettore non risponde.",
+              "%1: the card in the reader does not answer."),
          Text("Inserirla nel verso giusto; se non basta, pulire il chip.",
               "Insert it the right way round; if that does not help, clean the chip.")},
         {FindingId::cardInUse, "card-in-use", Severity::problem,
-         Text("Un altro programma tiene per sé la carta nel lettore: %1",
-              "Another program keeps the card to itself, in the reader: %1"),
+         Text("%1: un altro programma tiene la carta per sé.",
+              "%1: another program keeps the card to itself."),
          Text("Chiudere gli altri programmi che usano la carta e riprovare.",
               "Close the other programs that use the card and try again.")},
         {FindingId::cardUnknown, "card-unknown", Severity::problem,
-         Text("La carta nel lettore %1 non è nella tabella delle carte (ATR %2).",
-              "The card in the reader %1 is not in the table of cards (ATR %2)."),
+         Text("%1: la carta non è nella tabella delle carte (ATR %2).",
+              "%1: the card is not in the table of cards (ATR %2)."),
          Text("Usare un'altra carta, oppure aggiungere una voce con questo ATR alla tabella "
               "ATR-renew.ini, se il modulo PKCS#11 della carta è installato.",
               "Use another card, or add an entry with this ATR to the table ATR-renew.ini if the "
               "card's PKCS#11 module is installed.")},
         {FindingId::slotNotFound, "slot-not-found", Severity::problem,
-         Text("Il modulo PKCS#11 della carta non vede questo lettore: %1",
-              "The card's PKCS#11 module does not see this reader: %1"),
+         Text("%1: il modulo PKCS#11 della carta non vede questo lettore.",
+              "%1: the card's PKCS#11 module does not see this reader."),
          Text("Ricollegare il lettore; se non basta, reinstallare il software della carta.",
               "Plug the reader in again; if that does not help, install the card's software "
               "again.")},
         {FindingId::slotAmbiguous, "slot-ambiguous", Severity::problem,
-         Text("La carta ha più PIN e la tabella delle carte non dice quale usare: %1",
-              "The card has several PINs and the table of cards does not tell which to use: %1"),
+         Text("%1: la carta ha più PIN e la tabella delle carte non dice quale usare.",
+              "%1: the card has several PINs and the table of cards does not tell which to use."),
          Text("Indicare l'etichetta giusta con la chiave token_label nella tabella ATR-renew.ini.",
               "Name the right label with the key token_label in the table ATR-renew.ini.")},
         {FindingId::cardUnusable, "card-unusable", Severity::problem,
-         Text("La carta nel lettore %1 non è utilizzabile: %2",
-              "The card in the reader %1 cannot be used: %2"),
+         Text("%1: la carta non è utilizzabile: %2", "%1: the card cannot be used: %2"),
          Text("Estrarre la carta, inserirla di nuovo e riprovare.",
               "Take the card out, insert it again and try once more.")},
         {FindingId::readerReady, "reader-ready", Severity::ok,
-         Text("La carta nel lettore è raggiungibile: %1",
-              "The card in the reader can be reached: %1"),
-         std::nullopt},
+         Text("%1: la carta è utilizzabile.", "%1: the card can be used."), std::nullopt},
     };
 }
 
@@ -192,28 +189,33 @@ std::vector<FindingRow> tokenRows()
 {
     return {
         {FindingId::tokenNotInitialised, "token-not-initialised", Severity::problem,
-         Text("La carta non è inizializzata: %1", "The card is not initialised: %1"),
+         Text("%1: la carta non è inizializzata.", "%1: the card is not initialised."),
          Text("È vuota: rivolgersi a chi l'ha rilasciata.", "It is empty: turn to who issued it.")},
+        {FindingId::writeProtected, "card-write-protected", Severity::problem,
+         Text("%1: la carta è protetta dalla scrittura.",
+              "%1: the card is protected from writing."),
+         Text("Non può ricevere certificati: rivolgersi all'ufficio di registrazione.",
+              "It takes no certificates: ask the registration office.")},
         {FindingId::notActivated, "not-activated", Severity::problem,
-         Text("La carta non è ancora attivata: %1", "The card is not activated yet: %1"),
+         Text("%1: la carta non è ancora attivata.", "%1: the card is not activated yet."),
          Text("Attivarla come scritto nella busta dei codici, con il programma della carta.",
               "Activate it as the letter with its codes says, with the card's own program.")},
         {FindingId::pinToBeChanged, "pin-to-be-changed", Severity::problem,
-         Text("Il PIN va cambiato prima di usare la carta: %1",
-              "The PIN has to be changed before the card can be used: %1"),
+         Text("%1: il PIN va cambiato prima di usare la carta.",
+              "%1: the PIN has to be changed before the card can be used."),
          Text("Cambiarlo con il programma della carta.", "Change it with the card's own program.")},
         {FindingId::pinBlocked, "pin-blocked", Severity::problem,
-         Text("Il PIN della carta è bloccato: %1", "The card's PIN is blocked: %1"),
+         Text("%1: il PIN della carta è bloccato.", "%1: the card's PIN is blocked."),
          Text("Sbloccarlo con il PUK, o rivolgersi all'ufficio di registrazione.",
               "Unblock it with the PUK, or ask the registration office.")},
         {FindingId::pinLastTry, "pin-last-try", Severity::problem,
-         Text("Resta un solo tentativo per il PIN: %1", "One try is left for the PIN: %1"),
+         Text("%1: resta un solo tentativo per il PIN.", "%1: one try is left for the PIN."),
          Text("Usarlo solo se il PIN è certamente giusto (--last-try); un PIN giusto ridà tutti i "
               "tentativi.",
               "Use it only when the PIN is certainly right (--last-try); a right PIN gives all "
               "tries back.")},
         {FindingId::pinTriesLow, "pin-tries-low", Severity::warning,
-         Text("È già stato dato un PIN sbagliato: %1", "A wrong PIN was given before: %1"),
+         Text("%1: è già stato dato un PIN sbagliato.", "%1: a wrong PIN was given before."),
          Text("Digitare il PIN con attenzione; un PIN giusto ridà tutti i tentativi.",
               "Type the PIN with care; a right PIN gives all tries back.")},
     };
@@ -315,6 +317,17 @@ Finding::Finding(FindingId finding, QString about, QString more)
 QString Finding::what() const
 {
     return filled(rowOf(id).what, *this);
+}
+
+QString Finding::whatOfSubject() const
+{
+    QString text = rowOf(id).what;
+    const QString subjectFirst = QStringLiteral("%1: ");
+    if (text.startsWith(subjectFirst)) {
+        text.remove(0, subjectFirst.size());
+        text[0] = text.at(0).toUpper();
+    }
+    return filled(text, *this);
 }
 
 QString Finding::cure() const

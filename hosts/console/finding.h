@@ -49,6 +49,7 @@ enum class FindingId {
     slotNotFound,
     slotAmbiguous,
     tokenNotInitialised,
+    writeProtected,
     notActivated,
     pinToBeChanged,
     pinBlocked,
@@ -74,7 +75,7 @@ struct FindingRow {
     // As JSON gives it.
     const char* name;
     Severity severity;
-    // %1 is the finding's subject, %2 its detail.
+    // %1 is the finding's subject, %2 its detail. Of readers and cards it begins with "%1: ".
     Text what;
     // Nothing when there is nothing to mend.
     std::optional<Text> cure;
@@ -97,6 +98,8 @@ struct Finding {
 
     // In the language that is set, without control characters.
     QString what() const;
+    // The same where the subject stands above it already.
+    QString whatOfSubject() const;
     // Empty when there is nothing to mend.
     QString cure() const;
 };

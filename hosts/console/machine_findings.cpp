@@ -103,21 +103,4 @@ QDateTime installationTime()
                     QDateTime(earliestInstallation, QTime(0, 0)));
 }
 
-Finding authorityProgramFinding(const QStringList& command)
-{
-    const QString program = command.value(0);
-    if (!program.contains(QLatin1Char('/'))) {
-        const QString found = QStandardPaths::findExecutable(program);
-        return found.isEmpty() ? Finding(FindingId::authorityProgramMissing, program)
-                               : Finding(FindingId::authorityProgramFound, found);
-    }
-    const QFileInfo file(program);
-    if (!file.isFile()) {
-        return Finding(FindingId::authorityProgramMissing, program);
-    }
-    return Finding(file.isExecutable() ? FindingId::authorityProgramFound
-                                       : FindingId::authorityProgramNotExecutable,
-                   program);
-}
-
 }  // namespace console

@@ -7,7 +7,6 @@
 
 #include <QDateTime>
 #include <QString>
-#include <QStringList>
 
 #include <vector>
 
@@ -24,9 +23,6 @@ Finding clockFinding(const QDateTime& now, const QDateTime& installed);
 
 // When the running executable's file was written; never before the program existed.
 QDateTime installationTime();
-
-// Program and arguments of --ca-command.
-Finding authorityProgramFinding(const QStringList& command);
 
 }  // namespace console
 

@@ -16,12 +16,11 @@ std::optional<PinTries> triesOf(const QString& reader)
     return told != nullptr ? told->token.pinTries : std::nullopt;
 }
 
-void requireClearYes(bool mayUseLastTry)
+// The warning is part of the question: standard error may be out of the person's sight.
+void requireClearYes(const QString& warning)
 {
-    if (mayUseLastTry) {
-        return;
-    }
-    if (!mayAsk() || !confirmed(Text("Usare l'ultimo tentativo?", "Use the last try?"))) {
+    const QString question = Text("Usare l'ultimo tentativo?", "Use the last try?");
+    if (!mayAsk() || !confirmed(warning + QLatin1Char('\n') + question)) {
         throw Stop(ExitCode::lastTry);
     }
 }
@@ -58,9 +57,11 @@ void checkPinTries(const QString& reader, bool mayUseLastTry)
     if (*tries == PinTries::locked) {
         throw Stop(ExitCode::pinBlocked);
     }
-    complain(wrapped(pinTriesSentence(tries)));
-    if (*tries == PinTries::last) {
-        requireClearYes(mayUseLastTry);
+    const QString warning = wrapped(pinTriesSentence(tries));
+    if (*tries == PinTries::last && !mayUseLastTry) {
+        requireClearYes(warning);
+    } else {
+        complain(warning);
     }
 }
 

@@ -16,7 +16,7 @@ QString pinTriesSentence(std::optional<PinTries> tries);
 
 // To be called before the PIN of the card in this reader is asked for or used. Warns on standard
 // error when few tries are left; says nothing when the card does not tell. The last try needs a
-// clear yes: mayUseLastTry, else an answer where questions may be asked.
+// clear yes: mayUseLastTry, else the answer to a question where questions may be asked.
 // Throws Stop: pinBlocked, lastTry.
 void checkPinTries(const QString& reader, bool mayUseLastTry);
 

@@ -7,6 +7,7 @@
 
 #include <QStringList>
 
+#include <algorithm>
 #include <utility>
 
 namespace console {
@@ -180,7 +181,7 @@ QString labelled(const QString& label, const QString& value, int column)
 
 QString line(const Text& label, const QString& value)
 {
-    return labelled(label.string() + QLatin1Char(':'), value, valueColumn);
+    return labelled(label, value, valueColumn);
 }
 
 void appendKnown(QStringList& lines, const Text& label, const QString& value)
@@ -206,15 +207,15 @@ QString matchText(const EntryDiagnosis& entry)
     if (*entry.match == MatchReason::none || !entry.line) {
         return why;
     }
-    return Text("riga %1: %2", "line %1: %2").arg(QString::number(*entry.line), why);
+    return Text("riga %1, %2", "line %1, %2").arg(QString::number(*entry.line), why);
 }
 
 QStringList entryLines(const EntryDiagnosis& entry)
 {
     QStringList lines;
     appendKnown(lines, Text("Modello", "Model"), entry.modelName);
-    appendKnown(lines, Text("Voce", "Entry"), matchText(entry));
     appendKnown(lines, Text("Modulo", "Module"), moduleText(entry));
+    appendKnown(lines, Text("Voce", "Entry"), matchText(entry));
     if (entry.isCns == true) {
         lines.append(line(Text("CNS", "CNS"), Text("sì", "yes")));
     }
@@ -224,20 +225,29 @@ QStringList entryLines(const EntryDiagnosis& entry)
 QStringList tokenLines(const TokenDiagnosis& token)
 {
     QStringList lines;
-    QStringList identity;
-    for (const QString& part : {token.label, token.manufacturer, token.model}) {
-        if (!part.isEmpty()) {
-            identity.append(part);
-        }
-    }
+    QStringList identity = {token.label, token.manufacturer, token.model};
+    identity.removeAll(QString());
     appendKnown(lines, Text("Carta", "Card"), identity.join(QStringLiteral(", ")));
     appendKnown(lines, Text("Serie", "Serial"), token.serialNumber);
     if (token.isActivated) {
-        lines.append(line(Text("Attivata", "Activated"),
+        lines.append(line(Text("Attiva", "Active"),
                           *token.isActivated ? Text("sì", "yes") : Text("no", "no")));
     }
     if (token.isTold()) {
         lines.append(line(Text("PIN", "PIN"), pinTriesSentence(token.pinTries)));
+    }
+    return lines;
+}
+
+// What is so, and below it how to mend it.
+QStringList stateLines(const ReaderDiagnosis& reader)
+{
+    QStringList lines;
+    for (const Finding& finding : findingsOf(reader)) {
+        lines.append(line(Text("Stato", "State"), finding.whatOfSubject()));
+        if (!finding.cure().isEmpty()) {
+            lines.append(wrapped(finding.cure(), valueColumn));
+        }
     }
     return lines;
 }
@@ -292,13 +302,19 @@ QJsonArray findingArray(const std::vector<Finding>& findings)
     return array;
 }
 
-QJsonObject surroundingsObject(const Diagnosis& diagnosis)
+QJsonObject tableObject(const Diagnosis& diagnosis)
 {
     return {{QStringLiteral("isDescribed"), diagnosis.isTold},
-            {QStringLiteral("pcscService"), nameOrNull(serviceNames, diagnosis.service)},
             {QStringLiteral("atrTable"), textOrNull(diagnosis.tablePath)},
             {QStringLiteral("tableMistakes"), QJsonArray::fromStringList(diagnosis.complaints)},
             {QStringLiteral("obstacles"), obstacleArray(diagnosis)}};
+}
+
+QJsonObject surroundingsObject(const Diagnosis& diagnosis)
+{
+    QJsonObject object = tableObject(diagnosis);
+    object.insert(QStringLiteral("pcscService"), nameOrNull(serviceNames, diagnosis.service));
+    return object;
 }
 
 QString entryScreen(const EntryDiagnosis& entry)
@@ -309,36 +325,13 @@ QString entryScreen(const EntryDiagnosis& entry)
 QString readerScreen(const ReaderDiagnosis& reader)
 {
     QStringList lines = {wrapped(printable(reader.name))};
+    lines += stateLines(reader);
     if (reader.kind) {
-        const bool isSoftware = *reader.kind == ReaderKind::software;
-        const QString state =
-            reader.card && !isSoftware
-                ? Text("carta %1", "card %1").arg(nameOf(cardNames, *reader.card).text.string())
-                : QString();
-        appendKnown(lines, Text("Lettore", "Reader"),
-                    isSoftware ? nameOf(kindNames, *reader.kind).text.string()
-                               : QStringLiteral("PC/SC, ") + state);
+        lines.append(line(Text("Tipo", "Kind"), nameOf(kindNames, *reader.kind).text));
     }
+    lines += tokenLines(reader.token);
     appendKnown(lines, Text("ATR", "ATR"), reader.atr);
     lines += entryLines(reader.entry);
-    lines += tokenLines(reader.token);
-    for (const Finding& finding : findingsOf(reader)) {
-        if (finding.severity != Severity::ok) {
-            lines.append(line(Text("Nota", "Note"), finding.what()));
-        }
-    }
-    return lines.join(QLatin1Char('\n'));
-}
-
-QString mendingScreen(const std::vector<Finding>& findings)
-{
-    QStringList lines;
-    for (const Finding& finding : findings) {
-        if (finding.severity != Severity::ok) {
-            lines.append(wrapped(finding.what()));
-            lines.append(wrapped(finding.cure(), labelIndent));
-        }
-    }
     return lines.join(QLatin1Char('\n'));
 }
 
@@ -354,6 +347,15 @@ QString findingScreen(const std::vector<Finding>& findings)
         }
     }
     return lines.join(QLatin1Char('\n'));
+}
+
+QString mendingScreen(std::vector<Finding> findings)
+{
+    findings.erase(
+        std::remove_if(findings.begin(), findings.end(),
+                       [](const Finding& finding) { return finding.severity == Severity::ok; }),
+        findings.end());
+    return findingScreen(findings);
 }
 
 }  // namespace console

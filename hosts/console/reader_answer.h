@@ -19,16 +19,17 @@ QJsonObject readerObject(const ReaderDiagnosis& reader);
 QJsonObject entryObject(const EntryDiagnosis& entry);
 QJsonObject findingObject(const Finding& finding);
 QJsonArray findingArray(const std::vector<Finding>& findings);
-// What is said of no single reader.
+// What is said of no single reader: the table of cards and the modules, and the service besides.
+QJsonObject tableObject(const Diagnosis& diagnosis);
 QJsonObject surroundingsObject(const Diagnosis& diagnosis);
 
-// One line for each thing that is known, the reader's name first, what is wrong last.
+// The reader's name, its state, and a line for each thing that is known.
 QString readerScreen(const ReaderDiagnosis& reader);
 QString entryScreen(const EntryDiagnosis& entry);
-// What is wrong, and below each how to mend it; nothing of what is well.
-QString mendingScreen(const std::vector<Finding>& findings);
-// Every finding with its severity, and how to mend it.
+// Every finding with its severity, and below it how to mend it.
 QString findingScreen(const std::vector<Finding>& findings);
+// The same without what is well.
+QString mendingScreen(std::vector<Finding> findings);
 
 }  // namespace console
 

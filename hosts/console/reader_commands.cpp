@@ -61,10 +61,9 @@ QString renewalScreen(const RenewalRecord& record)
 {
     const QString since =
         record.changedAt.toLocalTime().toString(QStringLiteral("yyyy-MM-dd HH:mm"));
-    return wrapped(QStringLiteral("%1  %2, %3")
-                       .arg(record.publicKeyDigest.left(shownDigits), kindName(record.kind),
-                            printable(record.replaces.holder)),
-                   2) +
+    return QStringLiteral("  %1  %2, %3")
+               .arg(record.publicKeyDigest.left(shownDigits), kindName(record.kind),
+                    printable(record.replaces.holder)) +
            QLatin1Char('\n') +
            wrapped(Text("%1, dal %2", "%1, since %2").arg(stateText(record.state), since), indent);
 }
@@ -127,8 +126,17 @@ QString missingReaderSentence(const Diagnosis& diagnosis, const QString& wanted)
     if (diagnosis.readers.empty()) {
         return Text("Nessun lettore trovato.", "No reader was found.");
     }
-    return Text("I lettori sono più d'uno: indicarne uno con --reader.",
-                "There are several readers: name one with --reader.");
+    const auto usable =
+        std::count_if(diagnosis.readers.begin(), diagnosis.readers.end(),
+                      [](const ReaderDiagnosis& reader) { return !reader.error.has_value(); });
+    return usable > 0 ? Text("Più lettori hanno una carta utilizzabile: indicarne uno con "
+                             "--reader; tarvelo-renew readers li elenca.",
+                             "Several readers hold a card that can be used: name one with "
+                             "--reader; tarvelo-renew readers lists them.")
+                      : Text("Nessuno dei lettori ha una carta utilizzabile; tarvelo-renew "
+                             "readers dice il perché.",
+                             "None of the readers holds a card that can be used; tarvelo-renew "
+                             "readers tells why.");
 }
 
 }  // namespace
@@ -143,13 +151,16 @@ void showReaders(const Arguments& /*arguments*/, QJsonObject& answer)
     }
     answer.insert(QStringLiteral("readers"), readers);
 
-    sayUnlessEmpty(mendingScreen(surroundingsOf(diagnosis)));
-    if (diagnosis.readers.empty()) {
-        say(Text("Nessun lettore trovato.", "No reader was found."));
-    }
+    QStringList paragraphs;
     for (const ReaderDiagnosis& reader : diagnosis.readers) {
-        say(readerScreen(reader));
+        paragraphs.append(readerScreen(reader));
     }
+    if (paragraphs.isEmpty()) {
+        paragraphs.append(Text("Nessun lettore trovato.", "No reader was found."));
+    }
+    paragraphs.append(mendingScreen(findingsOf(diagnosis, {}).surroundings));
+    paragraphs.removeAll(QString());
+    say(paragraphs.join(QStringLiteral("\n\n")));
 }
 
 void showStatus(const Arguments& arguments, QJsonObject& answer)
@@ -160,7 +171,8 @@ void showStatus(const Arguments& arguments, QJsonObject& answer)
     answer.insert(QStringLiteral("isDescribed"), diagnosis.isTold);
     answer.insert(QStringLiteral("reader"),
                   reader != nullptr ? QJsonValue(readerObject(*reader)) : QJsonValue());
-    say(reader != nullptr ? readerScreen(*reader) : missingReaderSentence(diagnosis, wanted));
+    say(reader != nullptr ? readerScreen(*reader)
+                          : wrapped(missingReaderSentence(diagnosis, wanted)));
     showRenewals(answer);
     if (reader == nullptr && !arguments.reader.isEmpty()) {
         throw Stop(ExitCode::noReader, missingReaderSentence(diagnosis, wanted));
@@ -176,13 +188,13 @@ void explainAtr(const Arguments& arguments, QJsonObject& answer)
                    Text("Dare da 2 a 33 byte in esadecimale, come li mostra tarvelo-renew readers.",
                         "Give 2 to 33 bytes in hexadecimal, as tarvelo-renew readers shows them."));
     }
-    insertAll(answer, surroundingsObject(*diagnosis));
+    insertAll(answer, tableObject(*diagnosis));
     const ReaderDiagnosis card =
         diagnosis->readers.empty() ? ReaderDiagnosis() : diagnosis->readers.front();
     answer.insert(QStringLiteral("atr"), textOrNull(card.atr));
     answer.insert(QStringLiteral("entry"), entryObject(card.entry));
 
-    const std::vector<Finding> surroundings = surroundingsOf(*diagnosis);
+    const std::vector<Finding> surroundings = findingsOf(*diagnosis, {}).surroundings;
     sayUnlessEmpty(mendingScreen(surroundings));
     const auto tableFault =
         std::find_if(surroundings.begin(), surroundings.end(), [](const Finding& finding) {

@@ -27,7 +27,6 @@ enum class PinTries { notLow, low, last, locked };
 // Numbers that mean the same whichever implementation tells them, and those of the card libraries
 // of this project (docs/errors.md) that have a cure of their own.
 namespace card_error {
-constexpr long unknownCard = 0xBFC;
 constexpr long readerAmbiguous = 0x2003;
 constexpr long tableUnreadable = 0x2004;
 constexpr long moduleNotLoaded = 0x2005;
@@ -41,7 +40,6 @@ constexpr long slotAmbiguous = 0x2020;
 namespace token_flag {
 constexpr unsigned long writeProtected = 0x2;
 constexpr unsigned long userPinInitialised = 0x8;
-constexpr unsigned long protectedAuthentication = 0x100;
 constexpr unsigned long tokenInitialised = 0x400;
 constexpr unsigned long userPinCountLow = 0x10000;
 constexpr unsigned long userPinFinalTry = 0x20000;

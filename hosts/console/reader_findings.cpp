@@ -3,6 +3,8 @@
 #include "hosts/console/machine_findings.h"
 #include "hosts/console/module_findings.h"
 
+#include <QFileInfo>
+
 #include <algorithm>
 #include <iterator>
 
@@ -89,6 +91,9 @@ Findings tokenFindings(const ReaderDiagnosis& reader)
     if (lacks(token_flag::userPinInitialised) || token.isActivated == false) {
         return {Finding(FindingId::notActivated, reader.name)};
     }
+    if (token.has(token_flag::writeProtected)) {
+        return {Finding(FindingId::writeProtected, reader.name)};
+    }
     Findings findings = {Finding(FindingId::readerReady, reader.name)};
     if (token.pinTries == PinTries::last) {
         findings.emplace_back(FindingId::pinLastTry, reader.name);
@@ -133,13 +138,20 @@ bool isAboutService(const Obstacle& obstacle)
            obstacle.error.number <= card_error::serviceFailed;
 }
 
+// Where the file really lies: the name that leads there can be a link to an administrator's copy.
+QString placeOf(const QString& file)
+{
+    const QString place = QFileInfo(file).canonicalFilePath();
+    return place.isEmpty() ? file : place;
+}
+
 Findings tableFindings(const Diagnosis& diagnosis)
 {
     Findings findings;
     if (std::any_of(diagnosis.obstacles.begin(), diagnosis.obstacles.end(), isAboutTable)) {
-        findings.emplace_back(FindingId::tableUnreadable, diagnosis.tablePath);
+        findings.emplace_back(FindingId::tableUnreadable, placeOf(diagnosis.tablePath));
     } else if (!diagnosis.tablePath.isEmpty()) {
-        findings.emplace_back(FindingId::tableUsable, diagnosis.tablePath);
+        findings.emplace_back(FindingId::tableUsable, placeOf(diagnosis.tablePath));
     }
     for (const QString& complaint : diagnosis.complaints) {
         findings.emplace_back(FindingId::tableMistake, complaint);
@@ -170,6 +182,14 @@ Findings obstacleFindings(const Diagnosis& diagnosis)
         }
     }
     return findings;
+}
+
+Findings surroundingsOf(const Diagnosis& diagnosis)
+{
+    Findings all = serviceFindings(diagnosis);
+    append(all, tableFindings(diagnosis));
+    append(all, obstacleFindings(diagnosis));
+    return all;
 }
 
 bool isServiceTrouble(const Diagnosis& diagnosis)
@@ -225,24 +245,16 @@ std::vector<Finding> findingsOf(const ReaderDiagnosis& reader)
     return reader.token.isTold() ? tokenFindings(reader) : Findings();
 }
 
-std::vector<Finding> surroundingsOf(const Diagnosis& diagnosis)
-{
-    Findings all = serviceFindings(diagnosis);
-    append(all, tableFindings(diagnosis));
-    append(all, obstacleFindings(diagnosis));
-    return all;
-}
-
-std::vector<Finding> findingsOf(const Diagnosis& diagnosis, const QString& wantedReader)
+DiagnosisFindings findingsOf(const Diagnosis& diagnosis, const QString& wantedReader)
 {
     std::vector<Findings> readers = readersFindings(diagnosis, wantedReader);
     const bool isOneUsable =
         std::any_of(readers.begin(), readers.end(), [](const Findings& findings) {
             return isReachable(findings) && !holdsProblem(findings);
         });
-    Findings all = surroundingsOf(diagnosis);
+    DiagnosisFindings all = {surroundingsOf(diagnosis), {}};
     if (isOneUsable) {
-        demote(all);
+        demote(all.surroundings);
     }
     for (Findings& findings : readers) {
         if (isOneUsable && isEmptyReader(findings)) {
@@ -251,7 +263,7 @@ std::vector<Finding> findingsOf(const Diagnosis& diagnosis, const QString& wante
         if (isOneUsable && holdsProblem(findings)) {
             demote(findings);
         }
-        append(all, std::move(findings));
+        append(all.readers, std::move(findings));
     }
     return all;
 }

@@ -16,13 +16,15 @@ namespace console {
 // empty when nothing is known.
 std::vector<Finding> findingsOf(const ReaderDiagnosis& reader);
 
-// The service, the table and the modules, whatever the readers.
-std::vector<Finding> surroundingsOf(const Diagnosis& diagnosis);
+struct DiagnosisFindings {
+    // The service, the table and the modules.
+    std::vector<Finding> surroundings;
+    std::vector<Finding> readers;
+};
 
-// The surroundings and the readers. wantedReader: the one that will be used,
-// empty when that is open. What concerns other readers only, or does not keep a usable card from
-// being used, is a warning.
-std::vector<Finding> findingsOf(const Diagnosis& diagnosis, const QString& wantedReader);
+// wantedReader: the one that will be used, empty when that is open. What concerns other readers
+// only, or does not keep a usable card from being used, is a warning.
+DiagnosisFindings findingsOf(const Diagnosis& diagnosis, const QString& wantedReader);
 
 }  // namespace console
 

@@ -4,6 +4,7 @@
 #pragma GCC visibility pop
 
 #include <cstring>
+#include <initializer_list>
 
 namespace {
 
