@@ -69,6 +69,7 @@ enum class FindingId {
     authorityProgramMissing,
     authorityProgramNotExecutable,
 };
+inline constexpr FindingId lastFindingId = FindingId::authorityProgramNotExecutable;
 
 struct FindingRow {
     FindingId id;

@@ -21,13 +21,6 @@ bool holdsProblem(const Findings& findings)
     });
 }
 
-// The card can be talked to; of its PIN nothing is said.
-bool isReachable(const Findings& findings)
-{
-    return std::any_of(findings.begin(), findings.end(),
-                       [](const Finding& finding) { return finding.id == FindingId::readerReady; });
-}
-
 void append(Findings& all, Findings more)
 {
     all.insert(all.end(), std::make_move_iterator(more.begin()),
@@ -192,30 +185,47 @@ Findings surroundingsOf(const Diagnosis& diagnosis)
     return all;
 }
 
-bool isServiceTrouble(const Diagnosis& diagnosis)
+// A service that does not run, or a diagnosis that failed, hides readers, and is told.
+bool areAllReadersSeen(const Diagnosis& diagnosis)
 {
-    return diagnosis.service && *diagnosis.service != ServiceState::running;
+    return !diagnosis.isTold || diagnosis.service == ServiceState::running;
+}
+
+struct ReaderJudgement {
+    Findings findings;
+    // Nothing between the program and the card's token: what keeps others from being reached is no
+    // matter then.
+    bool isReached = false;
+};
+
+ReaderJudgement judgementOf(const ReaderDiagnosis& reader)
+{
+    return {findingsOf(reader), !reader.error && reader.token.isTold()};
 }
 
 // Of the named reader, or of all.
-std::vector<Findings> readersFindings(const Diagnosis& diagnosis, const QString& wantedReader)
+std::vector<ReaderJudgement> judgements(const Diagnosis& diagnosis, const QString& wantedReader)
 {
     if (!wantedReader.isEmpty()) {
         const ReaderDiagnosis* reader = diagnosis.find(wantedReader);
         if (reader == nullptr) {
-            return {{Finding(FindingId::readerNotFound, wantedReader)}};
+            return {{{Finding(FindingId::readerNotFound, wantedReader)}}};
         }
-        return {findingsOf(*reader)};
+        return {judgementOf(*reader)};
     }
-    std::vector<Findings> all;
+    std::vector<ReaderJudgement> all;
     for (const ReaderDiagnosis& reader : diagnosis.readers) {
-        all.push_back(findingsOf(reader));
+        all.push_back(judgementOf(reader));
     }
-    // A service that does not run is reason enough, and told.
-    if (all.empty() && !isServiceTrouble(diagnosis)) {
-        all.push_back({Finding(FindingId::noReader)});
+    if (all.empty() && areAllReadersSeen(diagnosis)) {
+        all.push_back({{Finding(FindingId::noReader)}});
     }
     return all;
+}
+
+bool isUsable(const ReaderJudgement& judgement)
+{
+    return judgement.isReached && !holdsProblem(judgement.findings);
 }
 
 bool isEmptyReader(const Findings& findings)
@@ -247,23 +257,23 @@ std::vector<Finding> findingsOf(const ReaderDiagnosis& reader)
 
 DiagnosisFindings findingsOf(const Diagnosis& diagnosis, const QString& wantedReader)
 {
-    std::vector<Findings> readers = readersFindings(diagnosis, wantedReader);
-    const bool isOneUsable =
-        std::any_of(readers.begin(), readers.end(), [](const Findings& findings) {
-            return isReachable(findings) && !holdsProblem(findings);
-        });
+    std::vector<ReaderJudgement> readers = judgements(diagnosis, wantedReader);
+    const bool isOneReached =
+        std::any_of(readers.begin(), readers.end(),
+                    [](const ReaderJudgement& reader) { return reader.isReached; });
+    const bool isOneUsable = std::any_of(readers.begin(), readers.end(), isUsable);
     DiagnosisFindings all = {surroundingsOf(diagnosis), {}};
-    if (isOneUsable) {
+    if (isOneReached) {
         demote(all.surroundings);
     }
-    for (Findings& findings : readers) {
-        if (isOneUsable && isEmptyReader(findings)) {
+    for (ReaderJudgement& reader : readers) {
+        if (isOneUsable && isEmptyReader(reader.findings)) {
             continue;
         }
-        if (isOneUsable && holdsProblem(findings)) {
-            demote(findings);
+        if (isOneUsable) {
+            demote(reader.findings);
         }
-        append(all.readers, std::move(findings));
+        append(all.readers, std::move(reader.findings));
     }
     return all;
 }

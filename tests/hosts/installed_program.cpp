@@ -73,15 +73,22 @@ void InstalledProgram::useMachineService()
     set("PCSCLITE_CSOCK_NAME", "/run/pcscd/pcscd.comm");
 }
 
-void InstalledProgram::useOtherCardLibraries()
+void InstalledProgram::useOtherCardLibraries(const std::string& answers)
 {
     set("LD_LIBRARY_PATH", OTHER_CARD_LIBRARIES);
+    set("OTHER_CARD", answers);
+}
+
+void InstalledProgram::useFailingDiagnosis()
+{
+    set("LD_LIBRARY_PATH", FAILING_CARD_LIBRARIES);
 }
 
 ProgramEnd InstalledProgram::run(const std::vector<std::string>& arguments,
                                  const std::string& input) const
 {
-    std::vector<std::string> command = {program()};
+    std::vector<std::string> command = m_launcher;
+    command.push_back(program());
     command.insert(command.end(), arguments.begin(), arguments.end());
     return runProgram(command, input, m_environment);
 }

@@ -16,6 +16,7 @@ namespace hosts {
 
 // CK_TOKEN_INFO's flags (PKCS#11 v2.40), as the proxy takes them.
 inline constexpr char tokenInitialised[] = "400";
+inline constexpr char writeProtected[] = "2";
 inline constexpr char pinInitialised[] = "8";
 inline constexpr char pinCountLow[] = "10000";
 inline constexpr char pinFinalTry[] = "20000";
@@ -41,15 +42,20 @@ public:
     // For all runs from now on.
     void set(const std::string& name, const std::string& value) { m_environment[name] = value; }
     const Environment& environment() const { return m_environment; }
+    // The command that starts it, which the program's own command line is put after.
+    void startThrough(const std::vector<std::string>& launcher) { m_launcher = launcher; }
     // The machine's own PC/SC service, if any, instead of none.
     void useMachineService();
-    // A pair of card libraries that has nothing but what the renewal library imports.
-    void useOtherCardLibraries();
+    // A pair of card libraries that has nothing but what the renewal library imports; with these
+    // answers in OTHER_CARD: "no-reader", "refused".
+    void useOtherCardLibraries(const std::string& answers = {});
+    // A pair whose diagnosis fails.
+    void useFailingDiagnosis();
 
     ProgramEnd run(const std::vector<std::string>& arguments, const std::string& input = {}) const;
     // With --json; the document. Fails the test when there is none.
     QJsonObject answer(std::vector<std::string> arguments, int exitCode = 0) const;
-    // The text in both languages: exit code, width, and that they differ.
+    // What it shows on standard output and error in this language.
     std::string screen(std::vector<std::string> arguments, const std::string& language,
                        int exitCode = 0) const;
 
@@ -61,6 +67,7 @@ public:
 private:
     SoftwareCard m_card;
     Environment m_environment;
+    std::vector<std::string> m_launcher;
 };
 
 // The "id" of each finding of this severity ("problem", ...), in their order.

@@ -4,10 +4,26 @@
 #pragma GCC visibility pop
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+
+namespace {
+
+bool isToldTo(const char* answer)
+{
+    const char* told = std::getenv("OTHER_CARD");
+    return told != nullptr && std::strcmp(told, answer) == 0;
+}
+
+constexpr int failed = -1;
+
+}  // namespace
 
 int mvGetReaderName(char* names, long* length)
 {
+    if (isToldTo("no-reader")) {
+        return failed;
+    }
     static const char name[] = "Lettore altrui|";
     std::memcpy(names, name, sizeof name);
     *length = sizeof name;
@@ -54,6 +70,9 @@ int mvCNSToBeActivatedLite(long /*slot*/)
 
 int mvCheckSmartCard(char* slotDescription, char* manufacturerID, char* model, char* serialNumber)
 {
+    if (isToldTo("refused")) {
+        return failed;
+    }
     std::strcpy(slotDescription, "Lettore altrui");
     std::strcpy(manufacturerID, "Altra casa");
     std::strcpy(model, "Altro modello");

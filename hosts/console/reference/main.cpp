@@ -1,7 +1,8 @@
-// Writes the manual pages, the completions and the exit-code page of tarvelo-renew into a folder.
+// Writes the manual pages, the completions and the pages of docs/ that are made of tarvelo-renew's tables into a folder.
 
 #include "hosts/console/reference/completions.h"
 #include "hosts/console/reference/exit_code_page.h"
+#include "hosts/console/reference/finding_page.h"
 #include "hosts/console/reference/manual_page.h"
 
 #include <exception>
@@ -39,6 +40,7 @@ int main(int argc, char* argv[])
         write(folder / "zsh" / "_tarvelo-renew", reference::zshCompletion());
         write(folder / "fish" / "tarvelo-renew.fish", reference::fishCompletion());
         write(folder / "exit-codes.md", reference::exitCodePage());
+        write(folder / "doctor.md", reference::findingPage());
     } catch (const std::exception& error) {
         std::cerr << "console_reference: " << error.what() << "\n";
         return 1;
