@@ -19,7 +19,7 @@ struct SoftHsm {
 // Where SoftHSM2 looks, in its order: softhsm2.conf(5).
 QString softHsmConfiguration()
 {
-    const QString chosen = QFile::decodeName(qgetenv("SOFTHSM2_CONF"));
+    QString chosen = QFile::decodeName(qgetenv("SOFTHSM2_CONF"));
     if (!chosen.isEmpty()) {
         return chosen;
     }

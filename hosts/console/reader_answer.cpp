@@ -203,7 +203,7 @@ QString matchText(const EntryDiagnosis& entry)
     if (!entry.match) {
         return {};
     }
-    const QString why = nameOf(matchNames, *entry.match).text;
+    QString why = nameOf(matchNames, *entry.match).text;
     if (*entry.match == MatchReason::none || !entry.line) {
         return why;
     }

@@ -177,11 +177,23 @@ Findings obstacleFindings(const Diagnosis& diagnosis)
     return findings;
 }
 
+bool hasSmartCardReader(const Diagnosis& diagnosis)
+{
+    return std::any_of(
+        diagnosis.readers.begin(), diagnosis.readers.end(),
+        [](const ReaderDiagnosis& reader) { return reader.kind == ReaderKind::pcsc; });
+}
+
+// The modules among the obstacles are those of software cards, and who has a reader seldom has one.
 Findings surroundingsOf(const Diagnosis& diagnosis)
 {
     Findings all = serviceFindings(diagnosis);
     append(all, tableFindings(diagnosis));
-    append(all, obstacleFindings(diagnosis));
+    Findings obstacles = obstacleFindings(diagnosis);
+    if (hasSmartCardReader(diagnosis)) {
+        demote(obstacles);
+    }
+    append(all, std::move(obstacles));
     return all;
 }
 

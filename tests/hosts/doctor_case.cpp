@@ -52,7 +52,7 @@ QJsonArray findingsIn(const InstalledProgram& program, const DoctorCase& expecte
     const ProgramEnd shown = program.run(arguments);
     EXPECT_EQ(shown.exitCode, exitCode) << shown.errors;
     const QString screen = QString::fromStdString(shown.output + shown.errors);
-    for (const QJsonValue& finding : answer["findings"].toArray()) {
+    for (const QJsonValue finding : answer["findings"].toArray()) {
         EXPECT_THAT(unwrapped(screen), HasSubstr(textOf(finding, "text")));
         EXPECT_THAT(unwrapped(screen), HasSubstr(textOf(finding, "cure")));
     }
@@ -76,8 +76,8 @@ void expectFindings(const InstalledProgram& program, const DoctorCase& expected)
         EXPECT_NE(textOf(italian.at(i), "text"), textOf(english.at(i), "text"));
         EXPECT_EQ(textOf(italian.at(i), "id"), textOf(english.at(i), "id"));
         const bool needsMending = italian.at(i)["severity"].toString() != QLatin1String("ok");
-        EXPECT_EQ(textOf(italian.at(i), "cure") != "", needsMending);
-        EXPECT_EQ(textOf(english.at(i), "cure") != "", needsMending);
+        EXPECT_EQ(!textOf(italian.at(i), "cure").empty(), needsMending);
+        EXPECT_EQ(!textOf(english.at(i), "cure").empty(), needsMending);
     }
     EXPECT_EQ(program.calls("C_Login"), 0U);
     EXPECT_EQ(program.calls("C_OpenSession"), 0U);

@@ -46,7 +46,7 @@ std::function<void(InstalledProgram&)> withFlags(const std::string& flags)
 
 std::string userFolder(const InstalledProgram& program)
 {
-    const std::string folder = program.file("home/.brisko");
+    std::string folder = program.file("home/.brisko");
     fs::create_directories(folder);
     EXPECT_EQ(::chmod(folder.c_str(), 0700), 0);
     return folder;

@@ -168,6 +168,27 @@ TEST(ReaderFindings, oneCardCanBeUsed_otherReadersOnlyWarn)
     EXPECT_THAT(namesOf(named.readers, Severity::ok), IsEmpty());
 }
 
+TEST(ReaderFindings, softwareModuleMissing_onlyWarnsWhereThereIsASmartCardReader)
+{
+    Diagnosis diagnosis;
+    diagnosis.isTold = true;
+    diagnosis.service = ServiceState::running;
+    diagnosis.obstacles = {
+        {{card_error::moduleNotLoaded, QStringLiteral("Guasto.")}, QStringLiteral("softhsm2")}};
+    EXPECT_THAT(namesOf(findingsOf(diagnosis, {}).surroundings, Severity::problem),
+                ElementsAre("module-not-loaded"));
+
+    ReaderDiagnosis empty;
+    empty.name = QStringLiteral("Lettore");
+    empty.kind = ReaderKind::pcsc;
+    empty.card = CardState::absent;
+    diagnosis.readers = {empty};
+    const DiagnosisFindings findings = findingsOf(diagnosis, {});
+    EXPECT_THAT(namesOf(findings.surroundings, Severity::warning),
+                ElementsAre("module-not-loaded"));
+    EXPECT_THAT(namesOf(findings.readers, Severity::problem), ElementsAre("no-card"));
+}
+
 TEST(ReaderFindings, nothingKnown_claimsNothing)
 {
     EXPECT_THAT(findingsOf(ReaderDiagnosis()), IsEmpty());

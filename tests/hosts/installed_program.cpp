@@ -135,7 +135,7 @@ std::map<std::string, std::string> InstalledProgram::cardFiles() const
 std::vector<std::string> findingIds(const QJsonObject& answer, const std::string& severity)
 {
     std::vector<std::string> ids;
-    for (const QJsonValue& finding : answer.value("findings").toArray()) {
+    for (const QJsonValue finding : answer.value("findings").toArray()) {
         if (finding["severity"].toString().toStdString() == severity) {
             ids.push_back(finding["id"].toString().toStdString());
         }

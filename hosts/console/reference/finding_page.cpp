@@ -54,7 +54,7 @@ std::string findingPage()
            "It ends with the exit code 24 when\none finding is a *problem*, else with 0. A "
            "*problem* of one reader is a *warning* where another\nholds a card that can be used; "
            "so is one of the service, the table or a module where a card\nis reached all the "
-           "same.\n\n"
+           "same, and one of a software card's module where there is a smart card\nreader.\n\n"
            "*1* and *2* stand for what the finding is about: a reader, a file, a program, a "
            "day.\n\n" +
            table(Language::english, "## English\n\n| Identifier | Severity | What is so | How to "

@@ -1,4 +1,5 @@
-// Writes the manual pages, the completions and the pages of docs/ that are made of tarvelo-renew's tables into a folder.
+// Writes the manual pages, the completions and the pages of docs/ that are made of tarvelo-renew's
+// tables into a folder.
 
 #include "hosts/console/reference/completions.h"
 #include "hosts/console/reference/exit_code_page.h"
