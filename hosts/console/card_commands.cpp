@@ -23,14 +23,14 @@ void makeRequests(const Arguments& arguments, QJsonObject& answer)
     CardWork work(arguments);
     const OpenedCard card = openCard(work, answer);
     const Entries entries = chosenCertificates(showCertificatesOnCard(work, answer), arguments);
-    if (!mayGoOn(entries, arguments, answer)) {
+    if (!mayGoOn(card, renewalsOf(entries), arguments, answer)) {
         return;
     }
     Attempts attempts(answer, QStringLiteral("requests"), entries.size());
+    const RenewalJob job(card, arguments);
     for (const CertificateEntry& entry : entries) {
-        attempts.attempt(attemptObject(entry), [&](QJsonObject& object) {
-            const RenewalRecord record = RenewalJob(card, arguments).request(entry);
-            object.remove(QStringLiteral("renewed"));
+        attempts.attempt(attemptObject(entry, QStringLiteral("renewal")), [&](QJsonObject& object) {
+            const RenewalRecord record = job.request(entry);
             object.insert(QStringLiteral("renewal"), renewalObject(record));
             if (arguments.saveRequestFile.isEmpty()) {
                 say(QString::fromLatin1(record.request));
@@ -68,9 +68,9 @@ void renewCertificates(const Arguments& arguments, QJsonObject& answer)
     CardWork work(arguments);
     const OpenedCard card = openCard(work, answer);
     const Entries entries = showCertificatesOnCard(work, answer);
-    const Entries wanted = chosenCertificates(entries, arguments);
-    if (mayGoOn(wanted, arguments, answer)) {
-        renewEach(card, renewalsOf(wanted), entries, arguments, answer);
+    const std::vector<Unfinished> wanted = renewalsOf(chosenCertificates(entries, arguments));
+    if (mayGoOn(card, wanted, arguments, answer)) {
+        renewEach(card, wanted, entries, arguments, answer);
     }
 }
 
@@ -88,7 +88,7 @@ void installIssued(const Arguments& arguments, QJsonObject& answer)
                    Text("Indicare il file con --issued, o ottenerlo con tarvelo-renew submit.",
                         "Name its file with --issued, or get it with tarvelo-renew submit."));
     }
-    if (mayGoOn(entriesOf(ready), arguments, answer)) {
+    if (mayGoOn(card, ready, arguments, answer)) {
         renewEach(card, ready, entries, arguments, answer);
     }
 }
@@ -102,7 +102,7 @@ void resumeRenewals(const Arguments& arguments, QJsonObject& answer)
     if (unfinished.empty()) {
         throw Stop(ExitCode::nothingPending);
     }
-    if (mayGoOn(entriesOf(unfinished), arguments, answer)) {
+    if (mayGoOn(card, unfinished, arguments, answer)) {
         renewEach(card, unfinished, entries, arguments, answer);
     }
 }

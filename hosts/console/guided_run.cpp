@@ -33,8 +33,8 @@ bool finishEarlier(const OpenedCard& card, Entries& entries, const Arguments& ar
     }
     say(wrapped(Text("Un rinnovo è stato iniziato e non completato:",
                      "A renewal was begun and not finished:")));
-    for (const Unfinished& one : unfinished) {
-        say(renewalPlan(one.entry, authorityName(arguments)));
+    for (const RenewalPlan& plan : plansOf(card, unfinished, arguments)) {
+        say(planScreen(plan));
     }
     if (!confirmed(Text("Completarlo adesso?", "Finish it now?"))) {
         return false;
@@ -56,10 +56,10 @@ void guidedRun(const Arguments& arguments, QJsonObject& answer)
     const bool isLed = leads(arguments);
     bool anyDone = isLed && finishEarlier(card, entries, arguments, answer);
     while (!anyDone || (isLed && !dueCertificates(entries).empty())) {
-        Entries wanted;
+        std::vector<Unfinished> wanted;
         try {
-            wanted = chosenCertificates(entries, arguments);
-            if (!mayGoOn(wanted, arguments, answer)) {
+            wanted = renewalsOf(chosenCertificates(entries, arguments));
+            if (!mayGoOn(card, wanted, arguments, answer)) {
                 return;
             }
         } catch (const Stop& stop) {
@@ -69,7 +69,7 @@ void guidedRun(const Arguments& arguments, QJsonObject& answer)
             }
             throw;
         }
-        entries = renewEach(card, renewalsOf(wanted), entries, arguments, answer);
+        entries = renewEach(card, wanted, entries, arguments, answer);
         anyDone = true;
     }
 }

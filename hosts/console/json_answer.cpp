@@ -54,26 +54,6 @@ QJsonObject cardObject(const QString& reader, const CardIdentity& identity)
             {QStringLiteral("isCns"), identity.isCns}};
 }
 
-QJsonObject planObject(const CertificateEntry& entry, const Arguments& arguments)
-{
-    QJsonArray steps;
-    const auto add = [&steps](const char* step) { steps.append(QString::fromLatin1(step)); };
-    if (entry.verdict != Verdict::recovery) {
-        add(entry.pendingKey.isEmpty() ? "make-key-pair" : "use-waiting-key");
-        add("make-request");
-    }
-    if (!arguments.issuedFile.isEmpty()) {
-        add("read-issued-file");
-    } else if (!arguments.authorityCommand.isEmpty()) {
-        add("ask-authority");
-    } else {
-        add("fetch-by-hand");
-    }
-    add("write-certificate");
-    add("remove-replaced");
-    return {{QStringLiteral("certificate"), entry.number}, {QStringLiteral("steps"), steps}};
-}
-
 QJsonObject renewalObject(const RenewalRecord& record)
 {
     return {

@@ -26,8 +26,6 @@ QJsonObject cardObject(const QString& reader, const CardIdentity& identity);
 QJsonObject certificateObject(const CertificateEntry& entry, QDate today);
 QJsonArray certificateArray(const std::vector<CertificateEntry>& entries, QDate today);
 
-// What will happen on the card, by steps, for a renewal from where it stands.
-QJsonObject planObject(const CertificateEntry& entry, const Arguments& arguments);
 // A kept renewal, without what its way to the authority keeps for itself.
 QJsonObject renewalObject(const RenewalRecord& record);
 

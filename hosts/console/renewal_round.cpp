@@ -17,11 +17,11 @@ namespace {
 using Entries = std::vector<CertificateEntry>;
 
 // One file cannot hold what is wanted of several certificates.
-void requireFileForEach(const Entries& entries, const Arguments& arguments)
+void requireFileForEach(std::size_t certificates, const Arguments& arguments)
 {
     const bool namesFile =
         !arguments.saveRequestFile.isEmpty() || !arguments.saveCertificateFile.isEmpty();
-    if (namesFile && entries.size() > 1) {
+    if (namesFile && certificates > 1) {
         throw Stop(ExitCode::usage,
                    Text("--save-request e --save-certificate valgono per un solo certificato.",
                         "--save-request and --save-certificate are for one certificate."),
@@ -61,13 +61,26 @@ Entries chosenCertificates(const Entries& entries, const Arguments& arguments)
     return due;
 }
 
-bool mayGoOn(const Entries& entries, const Arguments& arguments, QJsonObject& answer)
+std::vector<RenewalPlan> plansOf(const OpenedCard& card, const std::vector<Unfinished>& wanted,
+                                 const Arguments& arguments)
 {
-    requireFileForEach(entries, arguments);
+    const RenewalJob job(card, arguments);
+    std::vector<RenewalPlan> plans;
+    for (const Unfinished& one : wanted) {
+        const bool isKept = one.installed || job.keptCertificate(one.entry);
+        plans.push_back(renewalPlan(one.entry, isKept, arguments));
+    }
+    return plans;
+}
+
+bool mayGoOn(const OpenedCard& card, const std::vector<Unfinished>& wanted,
+             const Arguments& arguments, QJsonObject& answer)
+{
+    requireFileForEach(wanted.size(), arguments);
     QJsonArray plan;
-    for (const CertificateEntry& entry : entries) {
-        say(renewalPlan(entry, authorityName(arguments)));
-        plan.append(planObject(entry, arguments));
+    for (const RenewalPlan& one : plansOf(card, wanted, arguments)) {
+        say(planScreen(one));
+        plan.append(planObject(one));
     }
     answer.insert(QStringLiteral("plan"), plan);
     if (arguments.dryRun) {
@@ -78,10 +91,10 @@ bool mayGoOn(const Entries& entries, const Arguments& arguments, QJsonObject& an
     return true;
 }
 
-QJsonObject attemptObject(const CertificateEntry& entry)
+QJsonObject attemptObject(const CertificateEntry& entry, const QString& result)
 {
     return {{QStringLiteral("certificate"), certificateObject(entry, QDate::currentDate())},
-            {QStringLiteral("renewed"), QJsonValue()}};
+            {result, QJsonValue()}};
 }
 
 Entries renewEach(const OpenedCard& card, const std::vector<Unfinished>& wanted,
@@ -97,19 +110,21 @@ Entries renewEach(const OpenedCard& card, const std::vector<Unfinished>& wanted,
         if (wanted.size() > 1) {
             say(toned(Tone::heading, heading(one.entry, ++number, wanted.size()), STDOUT_FILENO));
         }
-        attempts.attempt(attemptObject(one.entry), [&](QJsonObject& object) {
-            const CertificateEntry* current = sameCertificate(one.entry, earlier);
-            const CertificateEntry before = current != nullptr ? *current : one.entry;
-            const IssuedCertificate certificate = job.finish({before, one.installed});
-            const Entries now = card.work.readCertificates();
-            const CertificateEntry& renewed =
-                one.installed ? before : renewedEntry(before, certificate.notAfter, earlier, now);
-            say(toned(Tone::good, renewalResult(before, renewed), STDOUT_FILENO));
-            object.insert(QStringLiteral("renewed"),
-                          certificateObject(renewed, QDate::currentDate()));
-            earlier = now;
-            anyRenewed = true;
-        });
+        attempts.attempt(
+            attemptObject(one.entry, QStringLiteral("renewed")), [&](QJsonObject& object) {
+                const CertificateEntry* current = sameCertificate(one.entry, earlier);
+                const CertificateEntry before = current != nullptr ? *current : one.entry;
+                const IssuedCertificate certificate = job.finish({before, one.installed});
+                const Entries now = card.work.readCertificates();
+                const CertificateEntry& renewed =
+                    one.installed ? before
+                                  : renewedEntry(before, certificate.notAfter, earlier, now);
+                say(toned(Tone::good, renewalResult(before, renewed), STDOUT_FILENO));
+                object.insert(QStringLiteral("renewed"),
+                              certificateObject(renewed, QDate::currentDate()));
+                earlier = now;
+                anyRenewed = true;
+            });
     }
     if (anyRenewed) {
         showCertificates(earlier,
@@ -127,15 +142,6 @@ std::vector<Unfinished> renewalsOf(const Entries& entries)
         all.push_back({entry, std::nullopt});
     }
     return all;
-}
-
-Entries entriesOf(const std::vector<Unfinished>& unfinished)
-{
-    Entries entries;
-    for (const Unfinished& one : unfinished) {
-        entries.push_back(one.entry);
-    }
-    return entries;
 }
 
 }  // namespace console

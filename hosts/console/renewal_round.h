@@ -5,6 +5,7 @@
 
 #include "hosts/console/opened_card.h"
 #include "hosts/console/renewal_job.h"
+#include "hosts/console/renewal_plan.h"
 
 #include <QJsonObject>
 
@@ -20,10 +21,14 @@ std::vector<CertificateEntry> showCertificatesOnCard(CardWork& work, QJsonObject
 std::vector<CertificateEntry> chosenCertificates(const std::vector<CertificateEntry>& entries,
                                                  const Arguments& arguments);
 
+// What will happen for each.
+std::vector<RenewalPlan> plansOf(const OpenedCard& card, const std::vector<Unfinished>& wanted,
+                                 const Arguments& arguments);
+
 // Shows the plan and adds "plan" to the answer. False when it was only to be shown; throws Stop
 // when it is not confirmed.
-bool mayGoOn(const std::vector<CertificateEntry>& entries, const Arguments& arguments,
-             QJsonObject& answer);
+bool mayGoOn(const OpenedCard& card, const std::vector<Unfinished>& wanted,
+             const Arguments& arguments, QJsonObject& answer);
 
 // One renewal after the other, each from a fresh look at the card, and then what is on the card;
 // adds "renewals" to the answer and renews its "certificates". Returns what is on the card now.
@@ -35,10 +40,10 @@ std::vector<CertificateEntry> renewEach(const OpenedCard& card,
 
 // Renewals from where each stands.
 std::vector<Unfinished> renewalsOf(const std::vector<CertificateEntry>& entries);
-std::vector<CertificateEntry> entriesOf(const std::vector<Unfinished>& unfinished);
 
-// What an answer tells of one certificate's renewal.
-QJsonObject attemptObject(const CertificateEntry& entry);
+// What an answer tells of the attempt for one certificate; result: name of the field that stays
+// null unless it succeeds.
+QJsonObject attemptObject(const CertificateEntry& entry, const QString& result);
 
 }  // namespace console
 

@@ -93,36 +93,6 @@ QString certificateTable(const std::vector<CertificateEntry>& entries, QDate tod
     return lines.join(QLatin1Char('\n'));
 }
 
-QString renewalPlan(const CertificateEntry& entry, const QString& authority)
-{
-    const QString source =
-        authority.isEmpty()
-            ? Text("il certificato lo si ottiene dall'autorità",
-                   "you fetch the certificate from the authority")
-                  .string()
-            : Text("la richiesta va a %1", "the request goes to %1").arg(printable(authority));
-    if (entry.verdict == Verdict::recovery) {
-        return wrapped(Text("Il certificato di %1 emesso per la chiave in attesa viene scritto "
-                            "sulla carta.",
-                            "The %1 certificate that was issued for the waiting key is written "
-                            "onto the card.")
-                           .arg(entry.kindName));
-    }
-    const QString key = entry.pendingKey.isEmpty()
-                            ? Text("sulla carta si genera una nuova coppia di chiavi",
-                                   "a new key pair is made on the card")
-                                  .string()
-                            : Text("si usa la nuova chiave che attende sulla carta",
-                                   "the new key that waits on the card is used")
-                                  .string();
-    return wrapped(
-        Text("Per rinnovare il numero %1 (%2, %3): %4; %5; poi il nuovo certificato viene "
-             "scritto sulla carta e prende il posto del vecchio.",
-             "To renew number %1 (%2, %3): %4; %5; then the new certificate is written onto the "
-             "card and takes the old one's place.")
-            .arg(QString::number(entry.number), entry.kindName, entry.holder, key, source));
-}
-
 QString renewalResult(const CertificateEntry& before, const CertificateEntry& after)
 {
     const QString old = before.verdict == Verdict::recovery

@@ -19,10 +19,6 @@ namespace console {
 // The table of certificates: a heading and two lines for each, the second with the verdict.
 QString certificateTable(const std::vector<CertificateEntry>& entries, QDate today);
 
-// What will happen on the card when this certificate is renewed. authority: the program that is
-// asked, empty when the certificate is fetched by hand.
-QString renewalPlan(const CertificateEntry& entry, const QString& authority);
-
 // The end of validity before and after.
 QString renewalResult(const CertificateEntry& before, const CertificateEntry& after);
 

@@ -59,21 +59,6 @@ TEST(CertificateTable, noDate_isShownAsDash)
     EXPECT_TRUE(line.endsWith(QStringLiteral("-                -"))) << line.toStdString();
 }
 
-TEST(RenewalPlan, eachCase_saysWhatHappensOnTheCard)
-{
-    const auto plan = [](const CertificateEntry& shown, const QString& authority) {
-        return renewalPlan(shown, authority).simplified();
-    };
-    CertificateEntry entry = dueEntry();
-    EXPECT_TRUE(plan(entry, QStringLiteral("prog")).contains(QStringLiteral("a new key pair")));
-    EXPECT_TRUE(plan(entry, QStringLiteral("prog")).contains(QStringLiteral("to prog")));
-    EXPECT_TRUE(plan(entry, QString()).contains(QStringLiteral("you fetch")));
-    entry.pendingKey = QStringLiteral("AUT1");
-    EXPECT_TRUE(plan(entry, QString()).contains(QStringLiteral("that waits on the card")));
-    entry.verdict = Verdict::recovery;
-    EXPECT_TRUE(plan(entry, QString()).contains(QStringLiteral("issued for the waiting")));
-}
-
 TEST(RenewalResult, recovery_hasNoDateBefore)
 {
     CertificateEntry before = dueEntry();
