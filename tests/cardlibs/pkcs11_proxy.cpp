@@ -18,9 +18,21 @@ namespace cardlibs_test {
 
 namespace {
 
+// For programs that run in other processes.
+ProxyControl controlFromEnvironment()
+{
+    ProxyControl told;
+    if (const char* number = std::getenv("PKCS11_PROXY_REMOVE")) {
+        told.failingCall = std::strtoul(number, nullptr, 10);
+        told.failure = CKR_DEVICE_REMOVED;
+        told.fault = Fault::fromHereOn;
+    }
+    return told;
+}
+
 ProxyControl& control()
 {
-    static ProxyControl instance;
+    static ProxyControl instance = controlFromEnvironment();
     return instance;
 }
 

@@ -5,7 +5,8 @@
 // load the proxy's file once more to get at proxyControl() of the same instance. Programs that run
 // in other processes have their calls written to the file that PKCS11_PROXY_LOG names, one name a
 // line; for them PKCS11_PROXY_SET_FLAGS and PKCS11_PROXY_CLEAR_FLAGS (hexadecimal) change the flags
-// of initialised tokens, and PKCS11_PROXY_SLOT_NAME is the description of their slots.
+// of initialised tokens, PKCS11_PROXY_SLOT_NAME is the description of their slots, and before the
+// call of the number in PKCS11_PROXY_REMOVE the card is taken out of the reader.
 
 #ifndef TARVELOQT_TESTS_CARDLIBS_PKCS11_PROXY_H
 #define TARVELOQT_TESTS_CARDLIBS_PKCS11_PROXY_H

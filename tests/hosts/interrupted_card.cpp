@@ -17,7 +17,14 @@ namespace {
 namespace fs = std::filesystem;
 using console::ExitCode;
 
-std::string nameOf(int exitCode)
+bool is(int exitCode, ExitCode expected)
+{
+    return exitCode == static_cast<int>(expected);
+}
+
+}  // namespace
+
+std::string endName(int exitCode)
 {
     for (const console::ExitCodeEntry& entry : console::exitCodes()) {
         if (static_cast<int>(entry.code) == exitCode) {
@@ -26,13 +33,6 @@ std::string nameOf(int exitCode)
     }
     return "code " + std::to_string(exitCode);
 }
-
-bool is(int exitCode, ExitCode expected)
-{
-    return exitCode == static_cast<int>(expected);
-}
-
-}  // namespace
 
 InterruptedCard::InterruptedCard()
 {
@@ -66,24 +66,31 @@ std::vector<std::string> InterruptedCard::callsOfRenewal() const
     return {std::istream_iterator<std::string>(lines), {}};
 }
 
-void InterruptedCard::endBeforeCall(std::size_t number, int signal) const
+ProgramEnd InterruptedCard::renewWith(const Environment& variables) const
 {
     restore();
     Environment environment = m_program.environment();
-    environment["PKCS11_PROXY_KILL"] = std::to_string(number);
-    environment["PKCS11_PROXY_SIGNAL"] = std::to_string(signal);
-    std::vector<std::string> command = {m_program.program()};
-    for (const std::string& word :
-         unattended({"renew", "--ca-command", m_program.card().authority()})) {
-        command.push_back(word);
-    }
-    const ProgramEnd end = runProgram(command, {}, environment);
+    environment.insert(variables.begin(), variables.end());
+    std::vector<std::string> command =
+        unattended({m_program.program(), "renew", "--ca-command", m_program.card().authority()});
+    return runProgram(command, {}, environment);
+}
+
+void InterruptedCard::endBeforeCall(std::size_t number, int signal) const
+{
+    const ProgramEnd end = renewWith({{"PKCS11_PROXY_KILL", std::to_string(number)},
+                                      {"PKCS11_PROXY_SIGNAL", std::to_string(signal)}});
     EXPECT_EQ(end.exitCode, -1) << end.output << end.errors;
     const std::string calls = m_program.card().contentOf("calls");
     EXPECT_EQ(std::count(calls.begin(), calls.end(), '\n'), static_cast<std::ptrdiff_t>(number));
 }
 
-ProgramEnd InterruptedCard::renewWith(const std::string& authorityScript) const
+ProgramEnd InterruptedCard::removeBeforeCall(std::size_t number) const
+{
+    return renewWith({{"PKCS11_PROXY_REMOVE", std::to_string(number)}});
+}
+
+ProgramEnd InterruptedCard::renewAt(const std::string& authorityScript) const
 {
     restore();
     const std::string script = m_program.card().script("interrupting", authorityScript);
@@ -126,7 +133,7 @@ std::string InterruptedCard::finish(const std::string& command) const
         arguments.insert(arguments.end(), authority.begin(), authority.end());
         const int exitCode = run(unattended(arguments));
         took += (took.empty() ? "" : ", then ") + (name.empty() ? "guided" : name) + ": " +
-                nameOf(exitCode);
+                endName(exitCode);
         return exitCode;
     };
     const int first = runOne(command);

@@ -23,8 +23,10 @@ public:
     // Runs a renewal whose process gets the signal right before its PKCS#11 call of this number,
     // counted from 1. Fails the test unless the process ended there.
     void endBeforeCall(std::size_t number, int signal) const;
+    // Runs a renewal whose card is taken out right before that call; how it ended.
+    ProgramEnd removeBeforeCall(std::size_t number) const;
     // Runs a renewal whose authority is this shell script instead.
-    ProgramEnd renewWith(const std::string& authorityScript) const;
+    ProgramEnd renewAt(const std::string& authorityScript) const;
 
     // What a person finds then: "old", "old, new key waits", "new", "key without certificate".
     // Fails the test when the card holds none of these.
@@ -42,11 +44,15 @@ public:
     std::vector<std::string> unattended(std::vector<std::string> arguments) const;
 
 private:
+    ProgramEnd renewWith(const Environment& variables) const;
     int run(const std::vector<std::string>& arguments) const;
     void expectFinished() const;
 
     InstalledProgram m_program;
 };
+
+// The name of the exit code, as JSON gives it.
+std::string endName(int exitCode);
 
 }  // namespace hosts
 

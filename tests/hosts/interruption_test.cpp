@@ -40,6 +40,12 @@ struct Row {
     std::size_t stride;
 };
 
+// How the test is called in lists.
+void PrintTo(const Row& row, std::ostream* stream)
+{
+    *stream << nameOf(row.signal) << ' ' << row.command << ' ' << row.stride;
+}
+
 constexpr Row ways[] = {
     {SIGKILL, "resume", 1},
     {SIGINT, "resume", 3},
@@ -60,6 +66,11 @@ std::string caseName(const testing::TestParamInfo<Case>& info)
 }
 
 class EndedAtEveryCall : public testing::TestWithParam<Case> {
+protected:
+    InterruptedCard m_card;
+};
+
+class CardRemovedAtEveryCall : public testing::TestWithParam<std::size_t> {
 protected:
     InterruptedCard m_card;
 };
@@ -120,7 +131,7 @@ TEST_P(EndedAtTheAuthority, renewal_canBeFinished)
     for (const auto& [point, script] : points) {
         for (const char* command : {"resume", "renew", ""}) {
             SCOPED_TRACE(std::string(point) + ", " + command);
-            EXPECT_EQ(m_card.renewWith(script).exitCode, -1);
+            EXPECT_EQ(m_card.renewAt(script).exitCode, -1);
             const std::string state = m_card.state();
             EXPECT_EQ(state, "old, new key waits");
             EXPECT_TRUE(m_card.holdsRecord());
@@ -131,3 +142,28 @@ TEST_P(EndedAtTheAuthority, renewal_canBeFinished)
 
 INSTANTIATE_TEST_SUITE_P(Signals, EndedAtTheAuthority, testing::Values(SIGKILL, SIGINT),
                          [](const auto& test) { return std::string(nameOf(test.param)); });
+
+TEST_P(CardRemovedAtEveryCall, renewal_canBeFinished)
+{
+    const std::vector<std::string> calls = m_card.callsOfRenewal();
+    std::printf("card removed\n");
+    printRow("at", "on the card then", "record", "end; what finished it");
+    for (std::size_t i = GetParam(); i < calls.size(); i += parts) {
+        const std::string point = "call " + std::to_string(i + 1) + " of " +
+                                  std::to_string(calls.size()) + ", " + calls[i];
+        SCOPED_TRACE(point);
+        const hosts::ProgramEnd end = m_card.removeBeforeCall(i + 1);
+        EXPECT_NE(end.exitCode, -1);
+        const std::string state = m_card.state();
+        // What ends well has renewed.
+        EXPECT_TRUE(end.exitCode != 0 || state == "new") << end.output;
+        const std::string record = m_card.holdsRecord() ? "kept" : "none";
+        printRow(point, state, record,
+                 hosts::endName(end.exitCode) + "; " + m_card.finish("resume"));
+        if (HasFailure()) {
+            return;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Parts, CardRemovedAtEveryCall, testing::Range<std::size_t>(0, parts));
