@@ -103,14 +103,20 @@ std::string zshOption(const OptionReference& option)
 
 std::string bashCompletion()
 {
-    std::string text = "# Completion of tarvelo-renew for bash.\n"
-                       "_tarvelo_renew()\n{\n"
-                       "    local current=${COMP_WORDS[COMP_CWORD]}\n"
-                       "    local previous=${COMP_WORDS[COMP_CWORD-1]}\n"
-                       "    local command= word options\n"
-                       "    COMPREPLY=()\n"
-                       "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
-                       "        case $word in\n        ";
+    std::string text =
+        "# Completion of tarvelo-renew for bash.\n"
+        "_tarvelo_renew()\n{\n"
+        "    local current=${COMP_WORDS[COMP_CWORD]}\n"
+        "    local previous=${COMP_WORDS[COMP_CWORD-1]}\n"
+        "    local command= before= word options\n"
+        "    COMPREPLY=()\n"
+        "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
+        "        # A value may read like a command.\n"
+        "        case $before in\n        " +
+        alternatives([](const OptionReference& option) { return !option.value.empty(); }) +
+        ") before=; continue ;;\n        esac\n"
+        "        before=$word\n"
+        "        case $word in\n        ";
     std::string names = commandNames();
     for (char& character : names) {
         character = character == ' ' ? '|' : character;
