@@ -17,6 +17,12 @@ bool isToldTo(const char* answer)
 
 constexpr int failed = -1;
 
+// The callers' buffers have room for it.
+void put(char* buffer, const char* text)
+{
+    std::memcpy(buffer, text, std::strlen(text) + 1);
+}
+
 }  // namespace
 
 int mvGetReaderName(char* names, long* length)
@@ -59,7 +65,7 @@ int mvFinalize()
 
 int mvGetPKCS11FromATRLite(char* /*reader*/, char* module, char* /*atrTable*/)
 {
-    std::strcpy(module, "altrui.so");
+    put(module, "altrui.so");
     return 0;
 }
 
@@ -73,10 +79,10 @@ int mvCheckSmartCard(char* slotDescription, char* manufacturerID, char* model, c
     if (isToldTo("refused")) {
         return failed;
     }
-    std::strcpy(slotDescription, "Lettore altrui");
-    std::strcpy(manufacturerID, "Altra casa");
-    std::strcpy(model, "Altro modello");
-    std::strcpy(serialNumber, "7900000000000001");
+    put(slotDescription, "Lettore altrui");
+    put(manufacturerID, "Altra casa");
+    put(model, "Altro modello");
+    put(serialNumber, "7900000000000001");
     return 0;
 }
 

@@ -10,6 +10,12 @@ namespace {
 
 constexpr int failed = -1;
 
+// The callers' buffers have room for it.
+void put(char* buffer, const char* text)
+{
+    std::memcpy(buffer, text, std::strlen(text) + 1);
+}
+
 }  // namespace
 
 int rinnovo_Card_readCerts(char* /*reader*/, char* /*pin*/, int /*readMode*/, char** cnsStore,
@@ -18,13 +24,13 @@ int rinnovo_Card_readCerts(char* /*reader*/, char* /*pin*/, int /*readMode*/, ch
                            char* cnsExpiry, const char* /*applicationFolder*/)
 {
     for (char** store : {cnsStore, praStore, autStore}) {
-        std::strcpy(store[0], "0");
+        put(store[0], "0");
     }
     for (int* pending : {pendingCns, pendingKeyPra, pendingKeyAut}) {
         *pending = 0;
     }
-    std::strcpy(pendingLabelPra, "DS0");
-    std::strcpy(pendingLabelAut, "AUT0");
+    put(pendingLabelPra, "DS0");
+    put(pendingLabelAut, "AUT0");
     cnsExpiry[0] = '\0';
     return 0;
 }
@@ -32,8 +38,8 @@ int rinnovo_Card_readCerts(char* /*reader*/, char* /*pin*/, int /*readMode*/, ch
 int rinnovo_Card_findFreeCKAID(char* /*reader*/, char* /*pin*/, char* pendingLabelPra,
                                char* pendingLabelAut)
 {
-    std::strcpy(pendingLabelPra, "DS0");
-    std::strcpy(pendingLabelAut, "AUT0");
+    put(pendingLabelPra, "DS0");
+    put(pendingLabelAut, "AUT0");
     return 0;
 }
 
