@@ -7,19 +7,6 @@
 
 namespace console {
 
-QString printable(const QString& text)
-{
-    QString result = text;
-    for (QChar& character : result) {
-        const QChar::Category category = character.category();
-        if (category == QChar::Other_Control || category == QChar::Other_Format ||
-            character == QChar::LineSeparator || character == QChar::ParagraphSeparator) {
-            character = QLatin1Char('?');
-        }
-    }
-    return result;
-}
-
 int displayWidth(const QString& text)
 {
     int width = 0;

@@ -3,15 +3,15 @@
 #ifndef TARVELOQT_HOSTS_CONSOLE_TEXT_LAYOUT_H
 #define TARVELOQT_HOSTS_CONSOLE_TEXT_LAYOUT_H
 
+#include "hosts/texts/printable.h"
+
 #include <QString>
 
 namespace console {
 
 constexpr int screenWidth = 80;
 
-// The text without control characters, each replaced by "?". Names from cards and answers from
-// authorities pass through here, so that they cannot steer the terminal.
-QString printable(const QString& text);
+using texts::printable;
 
 // Columns that the text takes: two for wide East Asian characters, none for combining ones.
 // Depends on the locale set with setlocale; in the C locale every character counts one.
