@@ -279,6 +279,9 @@ private:
         addHeader("Content-Type: " + request.contentType);
         // Requests are small; waiting for permission to send them only costs time.
         addHeader("Expect:");
+        // There is no second request on this connection. A server that expects one takes its end
+        // for that of a transaction that goes on elsewhere.
+        addHeader("Connection: close");
         set(CURLOPT_HTTPHEADER, m_headers.get());
     }
 
