@@ -1,5 +1,6 @@
 #include "hosts/enrolment/authority.h"
 
+#include "hosts/enrolment/cmp_authority.h"
 #include "hosts/enrolment/command_authority.h"
 #include "hosts/enrolment/file_authority.h"
 #include "hosts/texts/language.h"
@@ -20,6 +21,7 @@ struct Way {
 constexpr Way ways[] = {
     {"file", &fileAuthority},
     {"command", &commandAuthority},
+    {"cmp", &cmpAuthority},
 };
 
 }  // namespace
