@@ -2,6 +2,7 @@
 
 #include "hosts/enrolment/cmp_authority.h"
 #include "hosts/enrolment/command_authority.h"
+#include "hosts/enrolment/est_authority.h"
 #include "hosts/enrolment/file_authority.h"
 #include "hosts/texts/language.h"
 #include "hosts/texts/printable.h"
@@ -21,6 +22,7 @@ struct Way {
 constexpr Way ways[] = {
     {"file", &fileAuthority},
     {"command", &commandAuthority},
+    {"est", &estAuthority},
     {"cmp", &cmpAuthority},
 };
 

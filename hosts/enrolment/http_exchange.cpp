@@ -77,6 +77,8 @@ struct Release {
 struct Incoming {
     QByteArray body;
     std::size_t headerBytes = 0;
+    // libcurl takes a connection that ends among the headers for the end of them.
+    bool hasAllHeaders = false;
     bool isTooLarge = false;
 };
 
@@ -92,9 +94,11 @@ std::size_t takeBody(char* bytes, std::size_t one, std::size_t count, void* inco
     return size;
 }
 
-std::size_t countHeader(char* /*bytes*/, std::size_t one, std::size_t count, void* incoming)
+std::size_t takeHeader(char* bytes, std::size_t one, std::size_t count, void* incoming)
 {
     auto& into = *static_cast<Incoming*>(incoming);
+    const auto line = QByteArray::fromRawData(bytes, static_cast<int>(one * count));
+    into.hasAllHeaders = line == "\r\n" || line == "\n";
     into.headerBytes += one * count;
     into.isTooLarge = into.headerBytes > largestHeaders;
     return into.isTooLarge ? 0 : one * count;
@@ -151,7 +155,7 @@ public:
         set(CURLOPT_MAXFILESIZE, static_cast<long>(largestBody));
         set(CURLOPT_WRITEFUNCTION, &takeBody);
         set(CURLOPT_WRITEDATA, &m_incoming);
-        set(CURLOPT_HEADERFUNCTION, &countHeader);
+        set(CURLOPT_HEADERFUNCTION, &takeHeader);
         set(CURLOPT_HEADERDATA, &m_incoming);
         trust(credentials);
         identify(settings, credentials);
@@ -161,7 +165,11 @@ public:
         }
     }
 
-    CURLcode run() { return curl_easy_perform(m_handle.get()); }
+    CURLcode run()
+    {
+        const CURLcode code = curl_easy_perform(m_handle.get());
+        return code == CURLE_OK && !m_incoming.hasAllHeaders ? CURLE_PARTIAL_FILE : code;
+    }
 
     // Of this machine's request, nothing; then the server cannot have acted on it.
     bool sentNothing() const { return number(CURLINFO_REQUEST_SIZE) == 0; }

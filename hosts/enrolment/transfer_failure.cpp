@@ -34,7 +34,9 @@ QString reasonOf(const TransferFailure& failure)
 
 [[noreturn]] void failUntrusted(const TransferFailure& failure)
 {
-    const bool hasReason = failure.verification != X509_V_OK;
+    // "Unspecified" is where libcurl starts from; a name that does not match leaves it so.
+    const bool hasReason =
+        failure.verification != X509_V_OK && failure.verification != X509_V_ERR_UNSPECIFIED;
     const QString reason =
         hasReason ? QString::fromLatin1(X509_verify_cert_error_string(failure.verification))
                   : reasonOf(failure);
@@ -64,10 +66,10 @@ QString reasonOf(const TransferFailure& failure)
 
 void failTransfer(const TransferFailure& failure)
 {
-    if (failure.isTooLarge) {
-        fail(Cause::badAnswer,
-             Text("La risposta di %1 supera 1 MiB.", "The answer of %1 is larger than 1 MiB."),
-             failure);
+    if (failure.isTooLarge || failure.code == CURLE_FILESIZE_EXCEEDED) {
+        throw EnrolmentError(Cause::badAnswer, Text("La risposta di %1 supera 1 MiB.",
+                                                    "The answer of %1 is larger than 1 MiB.")
+                                                   .arg(serverOf(failure.url)));
     }
     switch (failure.code) {
     case CURLE_OUT_OF_MEMORY:
@@ -112,10 +114,6 @@ void failTransfer(const TransferFailure& failure)
     case CURLE_RECV_ERROR:
     case CURLE_PARTIAL_FILE:
         failCut(failure);
-    case CURLE_FILESIZE_EXCEEDED:
-        fail(Cause::badAnswer,
-             Text("La risposta di %1 supera 1 MiB.", "The answer of %1 is larger than 1 MiB."),
-             failure);
     default:
         // The address was looked at before; what is left is about the answer.
         fail(Cause::badAnswer,

@@ -113,10 +113,13 @@ Key newKey()
     return Key(EVP_EC_gen("P-256"));
 }
 
-QByteArray keyPem(EVP_PKEY* key)
+QByteArray keyPem(EVP_PKEY* key, const char* password)
 {
-    return written([key](BIO* bio) {
-        return PEM_write_bio_PrivateKey(bio, key, nullptr, nullptr, 0, nullptr, nullptr);
+    const EVP_CIPHER* cipher = password == nullptr ? nullptr : EVP_aes_256_cbc();
+    const QByteArray secret(password);
+    return written([&](BIO* bio) {
+        return PEM_write_bio_PKCS8PrivateKey(bio, key, cipher, secret.constData(), secret.size(),
+                                             nullptr, nullptr);
     });
 }
 

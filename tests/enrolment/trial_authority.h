@@ -23,7 +23,8 @@ using Name = std::vector<std::pair<std::string, std::string>>;
 
 // P-256.
 Key newKey();
-QByteArray keyPem(EVP_PKEY* key);
+// PKCS#8; encrypted when there is a password.
+QByteArray keyPem(EVP_PKEY* key, const char* password = nullptr);
 
 // CN and serialNumber of the holder of every test who needs no other.
 Name ada();

@@ -63,6 +63,7 @@ const std::vector<LayerRule>& layerRules()
           "cardlibs/x509/", "cardlibs/token/", "cardlibs/state/", "imports/"},
          {"Q"}},
         {"hosts", {"hosts/", "card_v_func.h", "renew_context.h", "card_diagnosis.h"}, {"p11-kit/"}},
+        {"hosts/enrolment", {"hosts/enrolment/", "hosts/texts/"}, {"p11-kit/"}},
         {"tools", {"tools/", "cardlibs/"}, {"Q"}},
     };
     return rules;
