@@ -41,14 +41,19 @@ bool isCookie(const QByteArray& line)
 class CommandAuthority : public Authority {
 public:
     explicit CommandAuthority(const Configuration& configuration)
-        : m_program(requiredValueOf(configuration, QStringLiteral("program")))
-        , m_arguments(QProcess::splitCommand(valueOf(configuration, QStringLiteral("arguments"))))
+        : m_arguments(
+              QProcess::splitCommand(requiredValueOf(configuration, QStringLiteral("command"))))
         , m_timeLimit(
               secondsOf(configuration, QStringLiteral("time-limit"), std::chrono::seconds(60)))
         , m_anchors(issuerAnchorsOf(configuration))
     {
+        if (m_arguments.isEmpty()) {
+            failMisconfigured(configuration, Text("\"command\" non indica un programma.",
+                                                  "\"command\" names no program."));
+        }
+        m_program = m_arguments.takeFirst();
         if (m_program.contains(QLatin1Char('/'))) {
-            m_program = pathOf(configuration, QStringLiteral("program"));
+            m_program = QDir(configuration.folder).absoluteFilePath(m_program);
         }
     }
 
@@ -171,8 +176,8 @@ private:
         return deferred;
     }
 
-    QString m_program;
     QStringList m_arguments;
+    QString m_program;
     std::chrono::seconds m_timeLimit;
     std::vector<QByteArray> m_anchors;
 };
@@ -181,10 +186,10 @@ private:
 
 std::unique_ptr<Authority> commandAuthority(const Configuration& configuration)
 {
-    requireKnownKeys(configuration,
-                     {QStringLiteral("program"), QStringLiteral("arguments"),
-                      QStringLiteral("time-limit"), QStringLiteral("issuer-anchors")},
-                     false);
+    requireKnownKeys(
+        configuration,
+        {QStringLiteral("command"), QStringLiteral("time-limit"), QStringLiteral("issuer-anchors")},
+        false);
     return std::make_unique<CommandAuthority>(configuration);
 }
 

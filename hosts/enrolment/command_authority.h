@@ -19,8 +19,9 @@ enum class CommandExit : int {
     policyUnsupported = 13,
 };
 
-// Keys: "program" (required; with a slash a path, else looked for in PATH), "arguments" (split at
-// blanks, double quotes hold together, no shell), "time-limit" (seconds, 60), "issuer-anchors".
+// Keys: "command" (required: the program and its arguments, split at blanks, double quotes hold
+// together, no shell; a program with a slash is a path, else it is looked for in PATH),
+// "time-limit" (seconds, 60), "issuer-anchors".
 //
 // The request (PEM) is on the program's standard input. In its environment are TARVELO_POLICY,
 // TARVELO_NOT_AFTER (yyyyMMddHHmmss, UTC), TARVELO_RENEWAL (1 or 0) and TARVELO_COOKIE (what it

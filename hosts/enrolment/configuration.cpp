@@ -115,7 +115,7 @@ QString soleKeyOf(const QString& way)
 {
     static const QMap<QString, QString> keys{
         {QStringLiteral("file"), QStringLiteral("folder")},
-        {QStringLiteral("command"), QStringLiteral("program")},
+        {QStringLiteral("command"), QStringLiteral("command")},
         {QStringLiteral("est"), QStringLiteral("url")},
         {QStringLiteral("cmp"), QStringLiteral("url")},
     };

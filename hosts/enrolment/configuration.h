@@ -1,7 +1,7 @@
 // Which authority, which way: from --ca or from a section of the configuration file.
 //
 // --ca WAY:VALUE describes an authority that needs no more than one value:
-//     file:FOLDER  command:PROGRAM  est:URL  cmp:URL
+//     file:FOLDER  command:COMMAND  est:URL  cmp:URL
 // --ca NAME is the section [NAME] of the configuration file, an INI file in UTF-8 whose key "way"
 // names the way. docs/enrolment.md lists the keys of each. Secrets are never values: keys whose
 // name ends in "-file" name the files that hold them.

@@ -77,9 +77,8 @@ TEST_F(CommandAuthority, environmentAndArguments_carryPolicyAndDate)
     Configuration configuration = configured(
         "echo \"$TARVELO_POLICY|$TARVELO_NOT_AFTER|$TARVELO_RENEWAL|$TARVELO_COOKIE\" >seen\n"
         "for argument; do echo \"$argument\" >>seen; done\ncat certificate");
-    configuration.values.insert(
-        QStringLiteral("arguments"),
-        QStringLiteral("--p={policy} {not-after} \"two words\" $HOME;`id`"));
+    configuration.values[QStringLiteral("command")].append(
+        QStringLiteral(" --p={policy} {not-after} \"two words\" $HOME;`id`"));
     authority(configuration)->enrol(m_request);
     EXPECT_EQ(content("seen"), QByteArray("1.3.76.16.3|20300120000000|1|\n--p=1.3.76.16.3\n"
                                           "20300120000000\ntwo words\n$HOME;`id`\n"));

@@ -99,7 +99,7 @@ TEST(ConfigurationText, wayAndValue_needNoFile)
     };
     const Row rows[] = {
         {"file:/tmp/a:b", "file", "folder", "/tmp/a:b"},
-        {"command:issue", "command", "program", "issue"},
+        {"command:issue a", "command", "command", "issue a"},
         {"est:https://ca.example:8443/", "est", "url", "https://ca.example:8443/"},
         {"cmp:http://ca.example/pki", "cmp", "url", "http://ca.example/pki"},
     };
@@ -128,7 +128,8 @@ TEST(ConfigurationText, mistakes_areFoundBeforeTheWayIsGone)
         {"post", {}, "There is no way \"post\"; there are: file, command"},
         {"file", {}, "\"folder\" is missing"},
         {"file", with("fodler", "x"), "does not know \"fodler\""},
-        {"command", {}, "\"program\" is missing"},
+        {"command", {}, "\"command\" is missing"},
+        {"command", with("command", " "), "names no program"},
         {"command", with("profile", "x"), "does not know \"profile\""},
     };
     for (const Row& row : rows) {
@@ -142,7 +143,7 @@ TEST(ConfigurationText, mistakes_areFoundBeforeTheWayIsGone)
         const Configuration configuration{
             QStringLiteral("name"),
             QStringLiteral("command"),
-            {{QStringLiteral("program"), QStringLiteral("sh")},
+            {{QStringLiteral("command"), QStringLiteral("sh")},
              {QStringLiteral("time-limit"), QString::fromLatin1(limit)}},
             QString()};
         EXPECT_THAT(failureOf([&] { return authority(configuration); }).text,
