@@ -5,7 +5,7 @@
 #include <openssl/err.h>
 #include <openssl/pem.h>
 
-#include <cstring>
+#include <algorithm>
 #include <new>
 
 namespace enrolment {
@@ -104,6 +104,7 @@ std::vector<QByteArray> certificatesInPkcs7(const QByteArray& der)
     }
     std::vector<QByteArray> certificates;
     const STACK_OF(X509)* list = message->d.sign->cert;
+    certificates.reserve(static_cast<std::size_t>(std::max(0, sk_X509_num(list))));
     for (int i = 0; i < sk_X509_num(list); ++i) {
         certificates.push_back(derOf(sk_X509_value(list, i)));
     }

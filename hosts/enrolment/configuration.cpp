@@ -149,7 +149,7 @@ QString valueOf(const Configuration& configuration, const QString& key)
 
 QString requiredValueOf(const Configuration& configuration, const QString& key)
 {
-    const QString value = valueOf(configuration, key);
+    QString value = valueOf(configuration, key);
     if (value.isEmpty()) {
         failMisconfigured(configuration, Text("Manca \"%1\".", "\"%1\" is missing.").arg(key));
     }
@@ -187,7 +187,7 @@ void requireKnownKeys(const Configuration& configuration, const QStringList& kno
         if (!known.contains(key) && !isProfile) {
             failMisconfigured(
                 configuration,
-                Text("La via \"%1\" non conosce \"%2\".", "The way \"%1\" does not know \"%2\".")
+                Text(R"(La via "%1" non conosce "%2".)", R"(The way "%1" does not know "%2".)")
                     .arg(printable(configuration.way), printable(key)));
         }
     }
@@ -198,7 +198,7 @@ QString profileFor(const Configuration& configuration, const QString& policy)
     if (policy.isEmpty()) {
         return valueOf(configuration, profileKey);
     }
-    const QString profile = valueOf(configuration, profilePrefix + policy);
+    QString profile = valueOf(configuration, profilePrefix + policy);
     if (profile.isEmpty()) {
         throw EnrolmentError(
             Cause::policyUnsupported,

@@ -74,8 +74,8 @@ QByteArray derIn(const QUrl& url, const HttpAnswer& answer, const char* type)
 {
     if (answer.contentType != type) {
         throw EnrolmentError(Cause::badAnswer,
-                             Text("%1 risponde con il tipo \"%2\" invece di \"%3\".",
-                                  "%1 answers with the type \"%2\" instead of \"%3\".")
+                             Text(R"(%1 risponde con il tipo "%2" invece di "%3".)",
+                                  R"(%1 answers with the type "%2" instead of "%3".)")
                                  .arg(url.toString(),
                                       printable(QString::fromLatin1(answer.contentType.left(100))),
                                       QString::fromLatin1(type)));

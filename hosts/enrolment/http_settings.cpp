@@ -20,7 +20,7 @@ HttpLogin loginOf(const Configuration& configuration)
         return HttpLogin::digest;
     }
     failMisconfigured(configuration, Text("\"login\" è \"%1\" e può essere basic o digest.",
-                                          "\"login\" is \"%1\" and can be basic or digest.")
+                                          R"("login" is "%1" and can be basic or digest.)")
                                          .arg(printable(login)));
 }
 
@@ -32,7 +32,7 @@ void requireBothOrNeither(const Configuration& configuration, const QString& one
     const bool hasOther = !valueOf(configuration, other).isEmpty();
     if (hasOne != hasOther) {
         failMisconfigured(configuration,
-                          Text("C'è \"%1\" senza \"%2\".", "There is \"%1\" without \"%2\".")
+                          Text("C'è \"%1\" senza \"%2\".", R"(There is "%1" without "%2".)")
                               .arg(hasOne ? one : other, hasOne ? other : one));
     }
 }
@@ -88,7 +88,7 @@ HttpSettings httpSettingsOf(const Configuration& configuration)
 
 QUrl httpAddress(const Configuration& configuration, const QString& text)
 {
-    const QUrl url(text, QUrl::StrictMode);
+    QUrl url(text, QUrl::StrictMode);
     const bool isHttp =
         url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
     // A login in the address would end up in logs and messages.

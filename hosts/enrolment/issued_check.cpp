@@ -19,7 +19,7 @@ using texts::Text;
 namespace {
 
 // The card libraries allow the same.
-constexpr qint64 longestHeadStartSeconds = 24 * 60 * 60;
+constexpr qint64 longestHeadStartSeconds = 86400;
 
 [[noreturn]] void failWrong(const QString& sentence, const QString& cure = {})
 {

@@ -1,4 +1,5 @@
 #include "csr_attributes.h"
+#include "enrolment_page.h"
 #include "est_server.h"
 #include "expected_error.h"
 #include "hosts/enrolment/authority.h"
@@ -23,6 +24,12 @@ using trial::reply;
 using trial::Reply;
 
 namespace {
+
+// As the page prints it.
+QString causeIn(const char* cause)
+{
+    return QStringLiteral("`%1`").arg(QString::fromLatin1(cause));
+}
 
 class EstAuthority : public testing::Test {
 protected:
@@ -182,8 +189,8 @@ TEST_F(EstAuthority, mistakesOfTheConfiguration_reachNoServer)
     EXPECT_TRUE(m_server.paths().empty());
 }
 
-// Every way in which the answer to the enrolment itself can be wrong. The rows are also what
-// hostile_answers.txt holds, so that the list that is shown is the list that was tried.
+// The page's list of what was tried is held to these rows, and the whole errors are written to a
+// file for people.
 TEST_F(EstAuthority, hostileAnswers_endInAClearErrorAndTheNextRunSucceeds)
 {
     const trial::Key otherKey = trial::newKey();
@@ -266,6 +273,7 @@ TEST_F(EstAuthority, hostileAnswers_endInAClearErrorAndTheNextRunSucceeds)
         m_server.answerEnrolments({});
         const bool isRenewedAfterwards = std::holds_alternative<Issued>(enrol());
         EXPECT_TRUE(isRenewedAfterwards);
+        trial::expectRow(QString::fromUtf8(row.what), causeIn(row.cause));
         table << row.what << " | " << failure.cause << " | " << failure.text
               << " | issued afterwards: " << (isRenewedAfterwards ? "yes" : "no") << '\n';
     }
@@ -306,6 +314,7 @@ TEST_F(EstAuthority, hostileCertificatesOfTheAuthority_endBeforeTheRequestIsSent
         {"redirect", reply(301, {}, {}, {"Location: /elsewhere"}), "badAnswer"},
     };
     for (const Row& row : rows) {
+        trial::expectRow(QString::fromUtf8(row.what), causeIn(row.cause));
         m_server.answerAuthorities([&](const Received&) { return row.answer; });
         EXPECT_EQ(failureOf([&] { return enrol(); }).cause, row.cause) << row.what;
         EXPECT_EQ(failureOf([&] {

@@ -38,6 +38,12 @@ QByteArray EstServer::lastIssued() const
     return m_lastIssued;
 }
 
+QByteArray EstServer::lastLogin() const
+{
+    const std::lock_guard<std::mutex> lock(m_guard);
+    return m_lastLogin;
+}
+
 std::vector<std::string> EstServer::paths() const
 {
     const std::lock_guard<std::mutex> lock(m_guard);
@@ -74,6 +80,7 @@ Reply EstServer::answer(const Received& received)
 {
     const std::lock_guard<std::mutex> lock(m_guard);
     m_paths.push_back((received.method + ' ' + received.path).toStdString());
+    m_lastLogin = received.headers.value("authorization");
     if (received.path.endsWith("/cacerts")) {
         return m_authorities ? m_authorities(received)
                              : reply(200, "application/pkcs7-mime",

@@ -25,6 +25,8 @@ public:
 
     // DER; empty before the first.
     QByteArray lastIssued() const;
+    // The authorization header of the last request.
+    QByteArray lastLogin() const;
     // "METHOD /path" of every request so far.
     std::vector<std::string> paths() const;
     int enrolmentCount() const;
@@ -48,6 +50,7 @@ private:
     LoopbackServer::Handler m_authorities;
     QByteArray m_demands;
     QByteArray m_lastIssued;
+    QByteArray m_lastLogin;
     std::vector<std::string> m_paths;
     LoopbackServer m_server;
 };

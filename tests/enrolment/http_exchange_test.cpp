@@ -1,3 +1,4 @@
+#include "enrolment_page.h"
 #include "expected_error.h"
 #include "hosts/enrolment/http_exchange.h"
 #include "loopback_server.h"
@@ -312,6 +313,7 @@ TEST_F(Https, serversThatAreNotWhoTheyShouldBe_getNoRequest)
         wish.extensions = {"subjectAltName=IP:127.0.0.2,DNS:localhost"};
     };
     struct Row {
+        const char* what;
         trial::Tls tls;
         HttpSettings settings;
         const char* text;
@@ -320,14 +322,20 @@ TEST_F(Https, serversThatAreNotWhoTheyShouldBe_getNoRequest)
     HttpSettings strangers = quick();
     strangers.anchorsFile = put("stranger.pem", m_stranger.pem());
     const Row rows[] = {
-        {tls(), strangers, "unable to get local issuer certificate"},
-        {tls(), system, "unable to get local issuer certificate"},
-        {tls(expired), trusting(m_authority), "certificate has expired"},
-        {tls(early), trusting(m_authority), "certificate is not yet valid"},
-        {tls(otherName), trusting(m_authority), "no alternative certificate subject name"},
+        {"certificate of an authority that is not the configured one", tls(), strangers,
+         "unable to get local issuer certificate"},
+        {"certificate that the system does not trust", tls(), system,
+         "unable to get local issuer certificate"},
+        {"expired certificate of the server", tls(expired), trusting(m_authority),
+         "certificate has expired"},
+        {"certificate of the server that begins later", tls(early), trusting(m_authority),
+         "certificate is not yet valid"},
+        {"certificate for another server", tls(otherName), trusting(m_authority),
+         "no alternative certificate subject name"},
     };
     for (const Row& row : rows) {
-        SCOPED_TRACE(row.text);
+        SCOPED_TRACE(row.what);
+        trial::expectRow(QString::fromUtf8(row.what), QStringLiteral("`untrusted`"));
         const LoopbackServer server(always(reply(200, {}, "answer")), row.tls);
         const auto failure = failureOf([&] { return exchange(postTo(server), row.settings); });
         EXPECT_EQ(failure.cause, "untrusted");
