@@ -243,7 +243,7 @@ std::optional<Answer> CmpAuthority::attempt(const Task& task, const CmpProgress&
     }
     const bool isVerdict = error.cause() == Cause::refused && !transaction.failure();
     if (isVerdict || transaction.progress().isEmpty()) {
-        throw error;
+        throw EnrolmentError(error);
     }
     return interruptedBy(error, stateOf(transaction.progress(), task.subject),
                          check.issued().has_value());

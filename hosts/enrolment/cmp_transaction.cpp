@@ -133,11 +133,11 @@ CmpProgress progressFrom(const QJsonObject& state, const QByteArray& subject)
     return progress;
 }
 
-CmpTransaction::CmpTransaction(OSSL_CMP_CTX* context, const QUrl& url, const HttpSettings& http,
+CmpTransaction::CmpTransaction(OSSL_CMP_CTX* context, QUrl url, HttpSettings http,
                                Clock::time_point end, const CmpProgress& past)
     : m_context(context)
-    , m_url(url)
-    , m_http(http)
+    , m_url(std::move(url))
+    , m_http(std::move(http))
     , m_end(end)
     , m_past(past.answers)
 {

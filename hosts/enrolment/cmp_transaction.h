@@ -43,8 +43,8 @@ public:
 
     // Attaches itself to the context, which must not be used after its end. Nothing is sent after
     // `end`.
-    CmpTransaction(OSSL_CMP_CTX* context, const QUrl& url, const HttpSettings& http,
-                   Clock::time_point end, const CmpProgress& past);
+    CmpTransaction(OSSL_CMP_CTX* context, QUrl url, HttpSettings http, Clock::time_point end,
+                   const CmpProgress& past);
     CmpTransaction(const CmpTransaction&) = delete;
     CmpTransaction& operator=(const CmpTransaction&) = delete;
     CmpTransaction(CmpTransaction&&) = delete;

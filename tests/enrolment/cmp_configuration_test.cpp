@@ -1,17 +1,17 @@
 // What a configuration of the way "cmp" must have, and what it must not.
 
-#include "hosts/enrolment/cmp_authority.h"
-#include "tests/enrolment/cmp_fixture.h"
+#include "cmp_fixture.h"
+#include "expected_error.h"
 
 #include <QFile>
 
+#include <gmock/gmock.h>
 #include <openssl/pem.h>
 
 #include <functional>
 
-namespace cmp_tests {
+namespace trial {
 
-using enrolment::Cause;
 using enrolment::Configuration;
 
 namespace {
@@ -27,16 +27,6 @@ struct Mistake {
 void PrintTo(const Mistake& mistake, std::ostream* to)
 {
     *to << mistake.name;
-}
-
-void set(Configuration& configuration, const char* key, const QString& value)
-{
-    configuration.values.insert(QString::fromLatin1(key), value);
-}
-
-void drop(Configuration& configuration, const char* key)
-{
-    configuration.values.remove(QString::fromLatin1(key));
 }
 
 const Mistake mistakes[] = {
@@ -112,19 +102,18 @@ TEST_P(CmpConfiguration, mistake_isNamedAndNothingIsSent)
 {
     serve();
     const auto& mistake = GetParam();
-    file(QStringLiteral("signer.key.none"), "no key");
-    file(QStringLiteral("signer.key.other"), pemOf(issuer.key.get()));
-    const Credential expired = newCredential("Old Desk", Use::messageSigner, &issuer, -1);
-    file(QStringLiteral("signer.pem.expired"), pemOf(expired.certificate.get()));
-    file(QStringLiteral("signer.key.expired"), pemOf(expired.key.get()));
+    file("signer.key.none", "no key");
+    file("signer.key.other", keyPem(signer.key.get()));
+    const MessageSigner expired(issuer, "Old Desk", -1);
+    file("signer.pem.expired", pemOf(expired.certificate));
+    file("signer.key.expired", keyPem(expired.key.get()));
     auto configuration = mistake.bySecret ? withSecret() : withSignature();
     mistake.make(configuration);
-    const auto error = errorOf(configuration);
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->cause(), Cause::misconfigured) << error->what();
-    EXPECT_TRUE(error->text().contains(QString::fromLatin1(mistake.text))) << error->what();
-    EXPECT_FALSE(error->text().contains(QStringLiteral("horse")));
-    EXPECT_EQ(server->requests(), 0);
+    const auto failure = failureOf([&] { return enrol(configuration); });
+    EXPECT_EQ(failure.cause, "misconfigured");
+    EXPECT_THAT(failure.text, ::testing::HasSubstr(mistake.text));
+    EXPECT_THAT(failure.text, ::testing::Not(::testing::HasSubstr("horse")));
+    EXPECT_EQ(server->requestCount(), 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Mistakes, CmpConfiguration, ::testing::ValuesIn(mistakes),
@@ -147,17 +136,14 @@ TEST_F(CmpEncryptedKey, passwordFile_opensIt)
               1);
     char* bytes = nullptr;
     const auto size = BIO_get_mem_data(memory, &bytes);
-    const auto encrypted =
-        file(QStringLiteral("encrypted.key"), QByteArray(bytes, static_cast<int>(size)));
+    const auto encrypted = file("encrypted.key", QByteArray(bytes, static_cast<int>(size)));
     BIO_free(memory);
     auto configuration = withSignature();
     set(configuration, "signer-key-file", encrypted);
-    const auto error = errorOf(configuration);
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->cause(), Cause::misconfigured);
+    EXPECT_EQ(failureOf([&] { return enrol(configuration); }).cause, "misconfigured");
 
-    set(configuration, "signer-key-password-file", file(QStringLiteral("password"), "open up\n"));
-    EXPECT_TRUE(std::holds_alternative<enrolment::Issued>(enrol(configuration)));
+    set(configuration, "signer-key-password-file", file("password", "open up\n"));
+    EXPECT_TRUE(isIssued(enrol(configuration)));
 }
 
-}  // namespace cmp_tests
+}  // namespace trial

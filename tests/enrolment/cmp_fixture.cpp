@@ -1,58 +1,51 @@
-#include "tests/enrolment/cmp_fixture.h"
+#include "cmp_fixture.h"
 
-#include "hosts/enrolment/cmp_authority.h"
+#include "hosts/enrolment/certificate_bytes.h"
 #include "hosts/texts/language.h"
 
 #include <QFile>
 
 #include <utility>
 
-namespace cmp_tests {
+namespace trial {
 
 using enrolment::Answer;
 using enrolment::Configuration;
-using enrolment::EnrolmentError;
 
 Cmp::Cmp()
-    : issuer(newCredential("Castelvane Demo CA", Use::authority))
-    , client(newCredential("Registration Desk", Use::messageSigner, &issuer))
-    , key(newTestKey())
-    , pkcs10(newRequest(key.get()))
 {
     texts::setLanguage(texts::Language::english);
-    restartAuthority(usualProtection());
+    restartAuthority(usualIdentity());
 }
 
-Cmp::~Cmp() = default;
-
-Protection Cmp::usualProtection() const
-{
-    Protection protection;
-    protection.issuer = &issuer;
-    protection.reference = "desk-7";
-    protection.secret = "correct horse battery staple";
-    protection.clientAnchor = issuer.certificate.get();
-    return protection;
-}
-
-void Cmp::restartAuthority(const Protection& protection)
-{
-    authority = std::make_unique<CmpTestAuthority>(protection);
-}
-
-void Cmp::serve(CmpHttpServer::Handler handler, SSL_CTX* tls)
+void Cmp::serve(Handler handler, const std::optional<Tls>& tls)
 {
     if (!handler) {
-        handler = [this](const ReceivedRequest& received) { return answerOfAuthority(received); };
+        handler = [this](const Received& received, int /*number*/) {
+            return answerOfAuthority(received);
+        };
     }
-    server = std::make_unique<CmpHttpServer>(std::move(handler), tls);
+    auto number = std::make_shared<int>(0);
+    server = std::make_unique<LoopbackServer>(
+        [handler = std::move(handler), number](const Received& received) {
+            return handler(received, ++*number);
+        },
+        tls);
 }
 
-ServedReply Cmp::answerOfAuthority(const ReceivedRequest& received)
+Reply Cmp::answerOfAuthority(const Received& received)
 {
-    ServedReply reply;
-    reply.body = authority->answerTo(received.body);
-    return reply;
+    return reply(200, "application/pkixcmp", authority->answerTo(received.body));
+}
+
+CmpTestAuthority::Identity Cmp::usualIdentity() const
+{
+    return {&issuer, &signer, "desk-7", "correct horse battery staple", issuer.der()};
+}
+
+void Cmp::restartAuthority(const CmpTestAuthority::Identity& identity)
+{
+    authority = std::make_unique<CmpTestAuthority>(identity);
 }
 
 Configuration Cmp::withSecret() const
@@ -60,13 +53,10 @@ Configuration Cmp::withSecret() const
     Configuration configuration;
     configuration.name = QStringLiteral("desk");
     configuration.way = QStringLiteral("cmp");
-    configuration.values = {
-        {QStringLiteral("url"), server->url()},
-        {QStringLiteral("secret-reference"), QStringLiteral("desk-7")},
-        {QStringLiteral("secret-file"),
-         file(QStringLiteral("secret"), "correct horse battery staple\n")},
-        {QStringLiteral("time-limit"), QStringLiteral("5")},
-    };
+    set(configuration, "url", server->address() + QStringLiteral("/cmp"));
+    set(configuration, "secret-reference", QStringLiteral("desk-7"));
+    set(configuration, "secret-file", file("secret", "correct horse battery staple\n"));
+    set(configuration, "time-limit", QStringLiteral("5"));
     return configuration;
 }
 
@@ -75,54 +65,44 @@ Configuration Cmp::withSignature() const
     Configuration configuration;
     configuration.name = QStringLiteral("desk");
     configuration.way = QStringLiteral("cmp");
-    configuration.values = {
-        {QStringLiteral("url"), server->url()},
-        {QStringLiteral("signer-certificate"),
-         file(QStringLiteral("signer.pem"), pemOf(client.certificate.get()))},
-        {QStringLiteral("signer-key-file"),
-         file(QStringLiteral("signer.key"), pemOf(client.key.get()))},
-        {QStringLiteral("server-anchors"),
-         file(QStringLiteral("anchors.pem"), pemOf(issuer.certificate.get()))},
-        {QStringLiteral("time-limit"), QStringLiteral("5")},
-    };
+    set(configuration, "url", server->address() + QStringLiteral("/cmp"));
+    set(configuration, "signer-certificate", file("signer.pem", pemOf(client.certificate)));
+    set(configuration, "signer-key-file", file("signer.key", keyPem(client.key.get())));
+    set(configuration, "server-anchors", file("anchors.pem", issuer.pem()));
+    set(configuration, "time-limit", QStringLiteral("5"));
     return configuration;
 }
 
 enrolment::Request Cmp::request() const
 {
     enrolment::Request made;
-    made.pkcs10 = pemOf(pkcs10.get());
+    made.pkcs10 = pkcs10;
     return made;
 }
 
-Answer Cmp::enrol(const Configuration& configuration) const
+Answer Cmp::enrol(const Configuration& configuration, const QJsonObject& state) const
 {
-    return enrolment::cmpAuthority(configuration)->enrol(request());
+    auto asked = request();
+    asked.state = state;
+    return enrolment::authority(configuration)->enrol(asked);
 }
 
-std::optional<EnrolmentError> Cmp::errorOf(const Configuration& configuration) const
+bool Cmp::isIssued(const Answer& answer) const
 {
-    try {
-        static_cast<void>(enrol(configuration));
-    } catch (const EnrolmentError& error) {
-        return error;
+    const auto* issued = std::get_if<enrolment::Issued>(&answer);
+    if (issued == nullptr) {
+        return false;
     }
-    ADD_FAILURE() << "no error";
-    return std::nullopt;
-}
-
-bool Cmp::answersRequest(const enrolment::Issued& issued) const
-{
-    const auto* bytes = reinterpret_cast<const unsigned char*>(issued.certificate.constData());
-    const TestCertificate certificate(d2i_X509(nullptr, &bytes, issued.certificate.size()));
+    const auto certificate = enrolment::certificateFrom(issued->certificate);
+    const auto issuing = enrolment::certificateFrom(issuer.der());
     return certificate != nullptr &&
            EVP_PKEY_eq(X509_get0_pubkey(certificate.get()), key.get()) == 1 &&
-           X509_verify(certificate.get(), issuer.key.get()) == 1;
+           X509_verify(certificate.get(), X509_get0_pubkey(issuing.get())) == 1;
 }
 
-QString Cmp::file(const QString& name, const QByteArray& content) const
+QString Cmp::file(const char* name, const QByteArray& content) const
 {
-    QFile made(folder.filePath(name));
+    QFile made(folder.filePath(QString::fromLatin1(name)));
     if (!made.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
         made.write(content) != content.size() ||
         !made.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner)) {
@@ -131,4 +111,14 @@ QString Cmp::file(const QString& name, const QByteArray& content) const
     return made.fileName();
 }
 
-}  // namespace cmp_tests
+void set(Configuration& configuration, const char* key, const QString& value)
+{
+    configuration.values.insert(QString::fromLatin1(key), value);
+}
+
+void drop(Configuration& configuration, const char* key)
+{
+    configuration.values.remove(QString::fromLatin1(key));
+}
+
+}  // namespace trial

@@ -3,9 +3,9 @@
 #ifndef TARVELOQT_TESTS_ENROLMENT_CMP_FIXTURE_H
 #define TARVELOQT_TESTS_ENROLMENT_CMP_FIXTURE_H
 
+#include "cmp_test_authority.h"
 #include "hosts/enrolment/authority.h"
-#include "tests/enrolment/cmp_http_server.h"
-#include "tests/enrolment/cmp_test_authority.h"
+#include "loopback_server.h"
 
 #include <QTemporaryDir>
 
@@ -15,46 +15,50 @@
 #include <memory>
 #include <optional>
 
-namespace cmp_tests {
+namespace trial {
 
 class Cmp : public ::testing::Test {
 protected:
-    Cmp();
-    ~Cmp() override;
+    // What the web server does with a request; number: from 1.
+    using Handler = std::function<Reply(const Received&, int number)>;
 
-    // Starts the web server before the authority. Without a handler of its own every request goes
-    // to the authority.
-    void serve(CmpHttpServer::Handler handler = {}, SSL_CTX* tls = nullptr);
-    ServedReply answerOfAuthority(const ReceivedRequest& request);
+    Cmp();
+
+    // Starts the web server before the authority. Without a handler every request goes to it.
+    void serve(Handler handler = {}, const std::optional<Tls>& tls = std::nullopt);
+    Reply answerOfAuthority(const Received& received);
+
     // Whom the authority is and knows by default.
-    Protection usualProtection() const;
+    CmpTestAuthority::Identity usualIdentity() const;
     // No memory of anything is left.
-    void restartAuthority(const Protection& protection);
+    void restartAuthority(const CmpTestAuthority::Identity& identity);
 
     // A host's configuration with the shared secret, or with a signature.
     enrolment::Configuration withSecret() const;
     enrolment::Configuration withSignature() const;
 
     enrolment::Request request() const;
-    enrolment::Answer enrol(const enrolment::Configuration& configuration) const;
-    // The error that enrolling ends in; a failed test without one.
-    std::optional<enrolment::EnrolmentError>
-    errorOf(const enrolment::Configuration& configuration) const;
+    enrolment::Answer enrol(const enrolment::Configuration& configuration,
+                            const QJsonObject& state = {}) const;
     // Whether it is the certificate for the request.
-    bool answersRequest(const enrolment::Issued& issued) const;
+    bool isIssued(const enrolment::Answer& answer) const;
 
     // Path of a file of the owner's alone.
-    QString file(const QString& name, const QByteArray& content) const;
+    QString file(const char* name, const QByteArray& content) const;
 
     QTemporaryDir folder;
-    Credential issuer;
-    Credential client;
-    TestKey key;
-    TestRequest pkcs10;
+    Authority issuer{"Castelvane Demo CA"};
+    MessageSigner signer{issuer, "Castelvane Message Desk"};
+    MessageSigner client{issuer, "Registration Desk"};
+    Key key = newKey();
+    QByteArray pkcs10 = requestPem(key.get());
     std::unique_ptr<CmpTestAuthority> authority;
-    std::unique_ptr<CmpHttpServer> server;
+    std::unique_ptr<LoopbackServer> server;
 };
 
-}  // namespace cmp_tests
+void set(enrolment::Configuration& configuration, const char* key, const QString& value);
+void drop(enrolment::Configuration& configuration, const char* key);
+
+}  // namespace trial
 
 #endif

@@ -1,15 +1,18 @@
 // The authority's reasons in the person's language.
 
+#include "cmp_fixture.h"
+#include "expected_error.h"
 #include "hosts/enrolment/cmp_refusal.h"
 #include "hosts/texts/language.h"
-#include "tests/enrolment/cmp_fixture.h"
+
+#include <gmock/gmock.h>
 
 #include <set>
 
-namespace cmp_tests {
+namespace trial {
 
-using enrolment::Cause;
 using enrolment::failureInfoInWords;
+using ::testing::HasSubstr;
 using texts::Language;
 
 TEST(CmpFailureInfo, everyBit_hasWordsOfItsOwnInBothLanguages)
@@ -43,52 +46,43 @@ TEST_F(CmpRefusal, statusAndFreeText_reachThePerson)
     authority->rejection = Rejection{(1 << OSSL_CMP_PKIFAILUREINFO_badCertTemplate) |
                                          (1 << OSSL_CMP_PKIFAILUREINFO_unacceptedPolicy),
                                      "fiscal code \x1b[31mmissing"};
-    auto error = errorOf(withSecret());
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->cause(), Cause::refused);
-    EXPECT_EQ(error->text(),
-              QStringLiteral("The authority refuses: certificate policy not accepted; necessary "
-                             "data of the request are missing or not valid; fiscal code "
-                             "?[31mmissing."));
+    auto failure = failureOf([&] { return enrol(withSecret()); });
+    EXPECT_EQ(failure.cause, "refused");
+    EXPECT_EQ(failure.text, "The authority refuses: certificate policy not accepted; necessary "
+                            "data of the request are missing or not valid; fiscal code "
+                            "?[31mmissing.");
 
     texts::setLanguage(Language::italian);
-    error = errorOf(withSecret());
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->text(),
-              QStringLiteral("L'autorità rifiuta: politica del certificato non ammessa; alla "
-                             "richiesta mancano dati necessari, o non sono validi; fiscal code "
-                             "?[31mmissing."));
+    failure = failureOf([&] { return enrol(withSecret()); });
+    EXPECT_EQ(failure.text, "L'autorità rifiuta: politica del certificato non ammessa; alla "
+                            "richiesta mancano dati necessari, o non sono validi; fiscal code "
+                            "?[31mmissing.");
 }
 
 TEST_F(CmpRefusal, reasonWithACure_namesIt)
 {
     serve();
     authority->rejection = Rejection{1 << OSSL_CMP_PKIFAILUREINFO_badTime, nullptr};
-    const auto error = errorOf(withSecret());
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->cure(), QStringLiteral("Set this computer's clock, then try again."));
+    const auto failure = failureOf([&] { return enrol(withSecret()); });
+    EXPECT_EQ(failure.cure, "Set this computer's clock, then try again.");
 }
 
 TEST_F(CmpRefusal, errorMessage_isReadLikeARejection)
 {
     serve();
-    authority->refusesRequestsAltogether = true;
-    const auto error = errorOf(withSignature());
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->cause(), Cause::refused);
-    EXPECT_TRUE(error->text().contains(QStringLiteral("operation not permitted")))
-        << qPrintable(error->text());
-    EXPECT_TRUE(error->text().contains(QStringLiteral("error processing message")))
-        << qPrintable(error->text());
+    authority->refusesEverything = true;
+    const auto failure = failureOf([&] { return enrol(withSignature()); });
+    EXPECT_EQ(failure.cause, "refused");
+    EXPECT_THAT(failure.text, HasSubstr("operation not permitted"));
+    EXPECT_THAT(failure.text, HasSubstr("error processing message"));
 }
 
 TEST_F(CmpRefusal, withoutReason_saysSo)
 {
     serve();
     authority->rejection = Rejection{};
-    const auto error = errorOf(withSecret());
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->text(), QStringLiteral("The authority refuses: no reason given."));
+    const auto failure = failureOf([&] { return enrol(withSecret()); });
+    EXPECT_EQ(failure.text, "The authority refuses: no reason given.");
 }
 
-}  // namespace cmp_tests
+}  // namespace trial

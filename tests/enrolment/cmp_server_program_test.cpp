@@ -1,11 +1,12 @@
 // Against the CMP server of the openssl program, which others wrote from the same RFCs as ours.
 
-#include "hosts/enrolment/cmp_authority.h"
-#include "tests/enrolment/cmp_fixture.h"
+#include "cmp_fixture.h"
+#include "expected_error.h"
 
 #include <QProcess>
 #include <QStandardPaths>
 
+#include <gmock/gmock.h>
 #include <net/if.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -14,12 +15,10 @@
 
 #include <cstring>
 
-namespace cmp_tests {
+namespace trial {
 
-using enrolment::Cause;
 using enrolment::Configuration;
 using enrolment::Deferred;
-using enrolment::Issued;
 
 namespace {
 
@@ -66,19 +65,18 @@ protected:
     // The program with the credentials of the fixture and one fixed certificate for our request.
     void start(const QStringList& more)
     {
-        const auto certificate =
-            certificateFor(X509_REQ_get_subject_name(pkcs10.get()), key.get(), issuer);
-        const auto issued = file(QStringLiteral("issued.pem"), pemOf(certificate.get()));
-        const auto identity = file(QStringLiteral("server.pem"), pemOf(issuer.certificate.get()));
-        const auto identityKey = file(QStringLiteral("server.key"), pemOf(issuer.key.get()));
-        const auto secret = file(QStringLiteral("program-secret"), "correct horse battery staple");
+        const auto issued = file("issued.pem", pemOf(issuer.issueFor(pkcs10)));
+        const auto identity = file("server.pem", pemOf(signer.certificate));
+        const auto identityKey = file("server.key", keyPem(signer.key.get()));
+        const auto anchor = file("issuer.pem", issuer.pem());
+        const auto secret = file("program-secret", "correct horse battery staple");
         program.setProcessChannelMode(QProcess::MergedChannels);
         program.start(QStringLiteral("openssl"),
                       QStringList{QStringLiteral("cmp"), QStringLiteral("-port"),
                                   QStringLiteral("0"), QStringLiteral("-max_msgs"),
                                   QStringLiteral("20"), QStringLiteral("-srv_cert"), identity,
                                   QStringLiteral("-srv_key"), identityKey,
-                                  QStringLiteral("-srv_trusted"), identity,
+                                  QStringLiteral("-srv_trusted"), anchor,
                                   QStringLiteral("-srv_ref"), QStringLiteral("desk-7"),
                                   QStringLiteral("-srv_secret"), QStringLiteral("file:") + secret,
                                   QStringLiteral("-rsp_cert"), issued} +
@@ -94,8 +92,7 @@ protected:
     }
     Configuration at(Configuration configuration) const
     {
-        configuration.values.insert(QStringLiteral("url"),
-                                    QStringLiteral("http://127.0.0.1:%1/pkix/").arg(port));
+        set(configuration, "url", QStringLiteral("http://127.0.0.1:%1/pkix/").arg(port));
         return configuration;
     }
 
@@ -109,18 +106,14 @@ TEST_F(CmpServerProgram, sharedSecret_bringsTheCertificate)
 {
     serve();
     ASSERT_NO_FATAL_FAILURE(start({}));
-    const auto answer = enrol(at(withSecret()));
-    ASSERT_TRUE(std::holds_alternative<Issued>(answer));
-    EXPECT_TRUE(answersRequest(std::get<Issued>(answer)));
+    EXPECT_TRUE(isIssued(enrol(at(withSecret()))));
 }
 
 TEST_F(CmpServerProgram, signature_bringsTheCertificate)
 {
     serve();
     ASSERT_NO_FATAL_FAILURE(start({}));
-    const auto answer = enrol(at(withSignature()));
-    ASSERT_TRUE(std::holds_alternative<Issued>(answer));
-    EXPECT_TRUE(answersRequest(std::get<Issued>(answer)));
+    EXPECT_TRUE(isIssued(enrol(at(withSignature()))));
 }
 
 TEST_F(CmpServerProgram, waiting_isTakenUpByALaterRun)
@@ -128,15 +121,10 @@ TEST_F(CmpServerProgram, waiting_isTakenUpByALaterRun)
     serve();
     ASSERT_NO_FATAL_FAILURE(start({QStringLiteral("-poll_count"), QStringLiteral("2"),
                                    QStringLiteral("-check_after"), QStringLiteral("60")}));
-    auto asked = request();
-    const auto authorityByProgram = enrolment::cmpAuthority(at(withSecret()));
-    auto answer = authorityByProgram->enrol(asked);
+    const auto answer = enrol(at(withSecret()));
     ASSERT_TRUE(std::holds_alternative<Deferred>(answer));
     EXPECT_EQ(std::get<Deferred>(answer).retryAfter, std::chrono::minutes(1));
-    asked.state = std::get<Deferred>(answer).state;
-    answer = authorityByProgram->enrol(asked);
-    ASSERT_TRUE(std::holds_alternative<Issued>(answer));
-    EXPECT_TRUE(answersRequest(std::get<Issued>(answer)));
+    EXPECT_TRUE(isIssued(enrol(at(withSecret()), std::get<Deferred>(answer).state)));
 }
 
 TEST_F(CmpServerProgram, rejection_isExplained)
@@ -145,12 +133,10 @@ TEST_F(CmpServerProgram, rejection_isExplained)
     ASSERT_NO_FATAL_FAILURE(
         start({QStringLiteral("-pkistatus"), QStringLiteral("2"), QStringLiteral("-failure"),
                QStringLiteral("9"), QStringLiteral("-statusstring"), QStringLiteral("try again")}));
-    const auto error = errorOf(at(withSecret()));
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->cause(), Cause::refused);
-    EXPECT_TRUE(
-        error->text().contains(QStringLiteral("the proof of possession is not valid; try again")))
-        << error->what();
+    const auto failure = failureOf([&] { return enrol(at(withSecret())); });
+    EXPECT_EQ(failure.cause, "refused");
+    EXPECT_THAT(failure.text,
+                ::testing::HasSubstr("the proof of possession is not valid; try again"));
 }
 
 TEST_F(CmpServerProgram, wrongSecret_isUntrusted)
@@ -158,18 +144,15 @@ TEST_F(CmpServerProgram, wrongSecret_isUntrusted)
     serve();
     ASSERT_NO_FATAL_FAILURE(start({}));
     auto configuration = at(withSecret());
-    configuration.values.insert(QStringLiteral("secret-file"),
-                                file(QStringLiteral("guess"), "a guess"));
-    const auto error = errorOf(configuration);
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->cause(), Cause::untrusted);
+    set(configuration, "secret-file", file("guess", "a guess"));
+    EXPECT_EQ(failureOf([&] { return enrol(configuration); }).cause, "untrusted");
 }
 
 TEST_F(CmpServerProgram, probe_findsIt)
 {
     serve();
     ASSERT_NO_FATAL_FAILURE(start({}));
-    EXPECT_NO_THROW(enrolment::cmpAuthority(at(withSignature()))->probe());
+    EXPECT_NO_THROW(enrolment::authority(at(withSignature()))->probe());
 }
 
-}  // namespace cmp_tests
+}  // namespace trial

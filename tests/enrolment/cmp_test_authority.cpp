@@ -1,11 +1,19 @@
-#include "tests/enrolment/cmp_test_authority.h"
+#include "cmp_test_authority.h"
+
+#include "hosts/enrolment/certificate_bytes.h"
+
+#include <QCryptographicHash>
 
 #include <openssl/cmperr.h>
 #include <openssl/err.h>
+#include <openssl/pem.h>
 
 #include <stdexcept>
 
-namespace cmp_tests {
+namespace trial {
+
+using enrolment::certificateFrom;
+using enrolment::Owned;
 
 namespace {
 
@@ -21,6 +29,22 @@ void require(bool succeeded, const char* what)
     }
 }
 
+Wish otherHolder()
+{
+    Wish wish;
+    wish.subject = {{"CN", "Luigi Verdi"}, {"serialNumber", "TINIT-VRDLGU80A01H501U"}};
+    return wish;
+}
+
+QByteArray pemOf(X509_REQ* request)
+{
+    const Owned<BIO> bio(BIO_new(BIO_s_mem()));
+    require(bio != nullptr && PEM_write_bio_X509_REQ(bio.get(), request) == 1, "PEM");
+    char* bytes = nullptr;
+    const long size = BIO_get_mem_data(bio.get(), &bytes);
+    return {bytes, static_cast<int>(size)};
+}
+
 const unsigned char* octets(const QByteArray& bytes)
 {
     return reinterpret_cast<const unsigned char*>(bytes.constData());
@@ -28,8 +52,22 @@ const unsigned char* octets(const QByteArray& bytes)
 
 }  // namespace
 
-CmpTestAuthority::CmpTestAuthority(const Protection& protection)
-    : m_issuer(protection.issuer)
+MessageSigner::MessageSigner(const Authority& issuer, const std::string& name, long endsInSeconds)
+{
+    Wish wish;
+    wish.subject = {{"CN", name}};
+    wish.beginsInSeconds = -30L * 24 * 3600;
+    wish.endsInSeconds = endsInSeconds;
+    // Without an identifier libcrypto names the key by the reference of the shared secret.
+    const auto identifier =
+        QCryptographicHash::hash(QByteArray::fromStdString(name), QCryptographicHash::Sha1);
+    wish.extensions = {"keyUsage=critical,digitalSignature",
+                       "subjectKeyIdentifier=" + identifier.toHex().toStdString()};
+    certificate = issuer.issue(key.get(), wish);
+}
+
+CmpTestAuthority::CmpTestAuthority(const Identity& identity)
+    : m_issuer(identity.issuer)
     , m_context(OSSL_CMP_SRV_CTX_new(nullptr, nullptr))
 {
     require(m_context != nullptr &&
@@ -37,36 +75,28 @@ CmpTestAuthority::CmpTestAuthority(const Protection& protection)
                                       &onError, &onConfirmation, &onPoll) == 1,
             "server context");
     OSSL_CMP_CTX* context = OSSL_CMP_SRV_CTX_get0_cmp_ctx(m_context);
-    const Credential& signer =
-        protection.signer != nullptr ? *protection.signer : *protection.issuer;
+    const auto signer = certificateFrom(identity.signer->certificate);
     require(OSSL_CMP_CTX_set_option(context, OSSL_CMP_OPT_LOG_VERBOSITY, 0) == 1 &&
-                OSSL_CMP_CTX_set1_cert(context, signer.certificate.get()) == 1 &&
-                OSSL_CMP_CTX_set1_pkey(context, signer.key.get()) == 1,
+                OSSL_CMP_CTX_set1_cert(context, signer.get()) == 1 &&
+                OSSL_CMP_CTX_set1_pkey(context, identity.signer->key.get()) == 1,
             "server credentials");
-    if (!protection.secret.isEmpty()) {
-        require(OSSL_CMP_CTX_set1_referenceValue(context, octets(protection.reference),
-                                                 protection.reference.size()) == 1 &&
-                    OSSL_CMP_CTX_set1_secretValue(context, octets(protection.secret),
-                                                  protection.secret.size()) == 1,
+    if (!identity.secret.isEmpty()) {
+        require(OSSL_CMP_CTX_set1_referenceValue(context, octets(identity.reference),
+                                                 identity.reference.size()) == 1 &&
+                    OSSL_CMP_CTX_set1_secretValue(context, octets(identity.secret),
+                                                  identity.secret.size()) == 1,
                 "shared secret");
     }
-    if (protection.clientAnchor != nullptr) {
-        X509_STORE* store = X509_STORE_new();
-        require(store != nullptr && X509_STORE_add_cert(store, protection.clientAnchor) == 1 &&
-                    OSSL_CMP_CTX_set0_trustedStore(context, store) == 1,
-                "clients' anchor");
-    }
+    X509_STORE* store = X509_STORE_new();
+    require(store != nullptr && OSSL_CMP_CTX_set0_trustedStore(context, store) == 1 &&
+                X509_STORE_add_cert(store, certificateFrom(identity.clientAnchor).get()) == 1,
+            "clients' anchor");
 }
 
 CmpTestAuthority::~CmpTestAuthority()
 {
     OSSL_CMP_MSG_free(m_waiting);
     OSSL_CMP_SRV_CTX_free(m_context);
-}
-
-void CmpTestAuthority::sendUnprotectedErrors()
-{
-    require(OSSL_CMP_SRV_CTX_set_send_unprotected_errors(m_context, 1) == 1, "option");
 }
 
 QByteArray CmpTestAuthority::answerTo(const QByteArray& message)
@@ -76,7 +106,9 @@ QByteArray CmpTestAuthority::answerTo(const QByteArray& message)
     OSSL_CMP_MSG* request = d2i_OSSL_CMP_MSG(nullptr, &bytes, message.size());
     require(request != nullptr, "no CMP message came");
     bodyTypes.append(OSSL_CMP_MSG_get_bodytype(request));
-    require(OSSL_CMP_SRV_CTX_set_accept_unprotected(m_context, takesBadProtection ? 1 : 0) == 1,
+    require(OSSL_CMP_SRV_CTX_set_accept_unprotected(m_context, takesBadProtection ? 1 : 0) == 1 &&
+                OSSL_CMP_SRV_CTX_set_send_unprotected_errors(m_context, protectsNoErrors ? 1 : 0) ==
+                    1,
             "option");
     OSSL_CMP_MSG* answer = OSSL_CMP_SRV_process_request(m_context, request);
     OSSL_CMP_MSG_free(request);
@@ -92,8 +124,7 @@ QByteArray CmpTestAuthority::answerTo(const QByteArray& message)
 }
 
 OSSL_CMP_PKISI* CmpTestAuthority::onRequest(OSSL_CMP_SRV_CTX* context, const OSSL_CMP_MSG* message,
-                                            int /*requestNumber*/,
-                                            const OSSL_CRMF_MSG* /*template_*/,
+                                            int /*requestNumber*/, const OSSL_CRMF_MSG* /*crmf*/,
                                             const X509_REQ* pkcs10, X509** certificate,
                                             STACK_OF(X509) * *chain, STACK_OF(X509) * *anchors)
 {
@@ -101,7 +132,7 @@ OSSL_CMP_PKISI* CmpTestAuthority::onRequest(OSSL_CMP_SRV_CTX* context, const OSS
     *certificate = nullptr;
     *chain = nullptr;
     *anchors = nullptr;
-    if (self.refusesRequestsAltogether) {
+    if (self.refusesEverything) {
         ERR_raise(ERR_LIB_CMP, CMP_R_ERROR_PROCESSING_MESSAGE);
         return nullptr;
     }
@@ -120,21 +151,18 @@ OSSL_CMP_PKISI* CmpTestAuthority::decide(const X509_REQ* pkcs10, X509** certific
         return OSSL_CMP_STATUSINFO_new(OSSL_CMP_PKISTATUS_rejection, rejection->failInfo,
                                        rejection->text);
     }
-    const TestKey otherKey = newTestKey();
-    const TestRequest otherRequest = newRequest(otherKey.get(), "TINIT-VRDLGI80A01H501U");
-    const TestRequest asked(X509_REQ_dup(pkcs10));
-    if (!asked) {
-        return nullptr;
-    }
-    EVP_PKEY* key = issuesForAnotherKey ? otherKey.get() : X509_REQ_get0_pubkey(asked.get());
-    X509_NAME* subject =
-        X509_REQ_get_subject_name(issuesForAnotherHolder ? otherRequest.get() : asked.get());
-    *certificate = certificateFor(subject, key, *m_issuer).release();
+    const Owned<X509_REQ> asked(X509_REQ_dup(pkcs10));
+    require(asked != nullptr, "request");
+    const Key otherKey = newKey();
+    const QByteArray der = issuesForAnotherKey ? m_issuer->issue(otherKey.get())
+                           : issuesForAnotherHolder
+                               ? m_issuer->issue(X509_REQ_get0_pubkey(asked.get()), otherHolder())
+                               : m_issuer->issueFor(pemOf(asked.get()));
+    *certificate = certificateFrom(der).release();
+    Owned<X509> issuer = certificateFrom(m_issuer->der());
     *chain = sk_X509_new_null();
-    if (*chain == nullptr || X509_up_ref(m_issuer->certificate.get()) != 1 ||
-        sk_X509_push(*chain, m_issuer->certificate.get()) <= 0) {
-        return nullptr;
-    }
+    require(*chain != nullptr && sk_X509_push(*chain, issuer.get()) > 0, "chain");
+    static_cast<void>(issuer.release());
     ++issued;
     return OSSL_CMP_STATUSINFO_new(OSSL_CMP_PKISTATUS_accepted, 0, nullptr);
 }
@@ -175,7 +203,6 @@ int CmpTestAuthority::onPoll(OSSL_CMP_SRV_CTX* context, const OSSL_CMP_MSG* /*me
                              int /*requestNumber*/, OSSL_CMP_MSG** request, int64_t* checkAfter)
 {
     auto& self = authorityOf(context);
-    ++self.polls;
     *request = nullptr;
     *checkAfter = self.checkAfterSeconds;
     if (self.m_waiting == nullptr) {
@@ -189,4 +216,4 @@ int CmpTestAuthority::onPoll(OSSL_CMP_SRV_CTX* context, const OSSL_CMP_MSG* /*me
     return 1;
 }
 
-}  // namespace cmp_tests
+}  // namespace trial

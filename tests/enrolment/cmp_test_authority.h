@@ -4,7 +4,7 @@
 #ifndef TARVELOQT_TESTS_ENROLMENT_CMP_TEST_AUTHORITY_H
 #define TARVELOQT_TESTS_ENROLMENT_CMP_TEST_AUTHORITY_H
 
-#include "tests/enrolment/cmp_credentials.h"
+#include "trial_authority.h"
 
 #include <QByteArray>
 #include <QVector>
@@ -13,7 +13,23 @@
 
 #include <optional>
 
-namespace cmp_tests {
+namespace trial {
+
+// Body types of messages (RFC 4210 5.1.2).
+constexpr int pkcs10Message = 4;
+constexpr int generalMessage = 21;
+constexpr int confirmationMessage = 24;
+constexpr int pollMessage = 25;
+
+// A certificate with which messages are signed.
+struct MessageSigner {
+    explicit MessageSigner(const Authority& issuer, const std::string& name,
+                           long endsInSeconds = 24L * 3600);
+
+    Key key = newKey();
+    // DER.
+    QByteArray certificate;
+};
 
 struct Rejection {
     // Bits of PKIFailureInfo.
@@ -21,21 +37,20 @@ struct Rejection {
     const char* text = nullptr;
 };
 
-// Whom the authority is and knows. Certificates stay the caller's.
-struct Protection {
-    // With which it issues; also what it signs its messages with, unless `signer` is set.
-    const Credential* issuer = nullptr;
-    const Credential* signer = nullptr;
-    // Of requests by shared secret; both empty: none.
-    QByteArray reference;
-    QByteArray secret;
-    // Anchor of the requests' signers; may be nothing.
-    X509* clientAnchor = nullptr;
-};
-
 class CmpTestAuthority {
 public:
-    explicit CmpTestAuthority(const Protection& protection);
+    // Whom the authority is and knows.
+    struct Identity {
+        const Authority* issuer = nullptr;
+        const MessageSigner* signer = nullptr;
+        // Of requests by shared secret; both empty: none.
+        QByteArray reference;
+        QByteArray secret;
+        // DER, of the requests' signers.
+        QByteArray clientAnchor;
+    };
+
+    explicit CmpTestAuthority(const Identity& identity);
     CmpTestAuthority(const CmpTestAuthority&) = delete;
     CmpTestAuthority& operator=(const CmpTestAuthority&) = delete;
     CmpTestAuthority(CmpTestAuthority&&) = delete;
@@ -53,21 +68,20 @@ public:
     bool issuesForAnotherKey = false;
     bool issuesForAnotherHolder = false;
     bool refusesConfirmation = false;
-    bool refusesRequestsAltogether = false;
+    bool refusesEverything = false;
     bool takesBadProtection = false;
-    void sendUnprotectedErrors();
+    bool protectsNoErrors = false;
 
     // What it did.
     int issued = 0;
     int confirmed = 0;
     int rejectedByClient = 0;
-    int polls = 0;
-    // Body types (RFC 4210 5.1.2) in the order they came.
+    // In the order they came.
     QVector<int> bodyTypes;
 
 private:
     static OSSL_CMP_PKISI* onRequest(OSSL_CMP_SRV_CTX* context, const OSSL_CMP_MSG* message,
-                                     int requestNumber, const OSSL_CRMF_MSG* template_,
+                                     int requestNumber, const OSSL_CRMF_MSG* crmf,
                                      const X509_REQ* pkcs10, X509** certificate,
                                      STACK_OF(X509) * *chain, STACK_OF(X509) * *anchors);
     static int onGeneralMessage(OSSL_CMP_SRV_CTX* context, const OSSL_CMP_MSG* message,
@@ -83,11 +97,11 @@ private:
 
     OSSL_CMP_PKISI* decide(const X509_REQ* pkcs10, X509** certificate, STACK_OF(X509) * *chain);
 
-    const Credential* m_issuer;
+    const Authority* m_issuer;
     OSSL_CMP_SRV_CTX* m_context = nullptr;
     OSSL_CMP_MSG* m_waiting = nullptr;
 };
 
-}  // namespace cmp_tests
+}  // namespace trial
 
 #endif
