@@ -14,7 +14,7 @@ enum class Cause {
     misconfigured,      // the way is not described well enough to be gone
     policyUnsupported,  // no profile is configured for the policy asked for; nothing was sent
     unreachable,        // no answer, or only a part of one; the authority may have the request
-    untrusted,          // the server is not the one that it should be; nothing was sent
+    untrusted,          // the server does not prove to be the right one; its answer was not used
     refused,            // the authority says no
     unmetDemand,        // the authority demands what the request does not have; nothing was sent
     badAnswer,          // an answer that is none

@@ -2,6 +2,7 @@
 // says so, and the same request brings a certificate from a good authority afterwards.
 
 #include "cmp_fixture.h"
+#include "enrolment_page.h"
 #include "expected_error.h"
 
 #include <gmock/gmock.h>
@@ -16,13 +17,20 @@ using ::testing::HasSubstr;
 
 namespace {
 
+QByteArray quoted(const char* cause)
+{
+    return '`' + QByteArray(cause) + '`';
+}
+
 constexpr const char* cmpType = "application/pkixcmp";
 
 class CmpHostile : public Cmp {
 protected:
-    // By the authority as it should be, for the same request.
-    void expectIssuedAfterwards(Configuration configuration)
+    // By the authority as it should be, for the same request; and the page says so.
+    void expectIssuedAfterwards(Configuration configuration, const char* title, const char* outcome)
     {
+        expectRow(QString::fromLatin1(title),
+                  QString::fromLatin1(outcome) + QStringLiteral(" | yes"));
         restartAuthority(usualIdentity());
         server.reset();
         serve();
@@ -91,11 +99,10 @@ const BadReply badReplies[] = {
     {"byteBehind", "more than a message",
      [](const QByteArray& good, const Received&) { return reply(200, cmpType, good + '\0'); },
      "badAnswer", "not a readable CMP message"},
-    {"bitFlipped", "one bit changed on the way",
+    {"nameChanged", "name changed on the way",
      [](const QByteArray& good, const Received&) {
          auto changed = good;
-         const int place = good.size() / 2;
-         changed[place] = static_cast<char>(good.at(place) ^ 1);
+         changed.replace("Ada Castelvane", "Ida Castelvane");
          return reply(200, cmpType, changed);
      },
      "untrusted", "not protected with the shared secret"},
@@ -129,7 +136,7 @@ TEST_P(CmpBadReply, endsInItsError_andIssuedAfterwards)
     EXPECT_EQ(failure.cause, bad.cause);
     EXPECT_THAT(failure.text, HasSubstr(bad.text));
     EXPECT_EQ(server->requestCount(), 1);
-    expectIssuedAfterwards(configuration);
+    expectIssuedAfterwards(configuration, bad.title, quoted(bad.cause).constData());
 }
 
 INSTANTIATE_TEST_SUITE_P(Replies, CmpBadReply, ::testing::ValuesIn(badReplies),
@@ -247,7 +254,7 @@ TEST_P(CmpBadAuthority, endsInItsError_andIssuedAfterwards)
     EXPECT_THAT(failure.text, HasSubstr(bad.text));
     EXPECT_EQ(authority->rejectedByClient, bad.rejectedByClient);
     EXPECT_EQ(authority->confirmed, 0);
-    expectIssuedAfterwards(configuration);
+    expectIssuedAfterwards(configuration, bad.title, quoted(bad.cause).constData());
 }
 
 INSTANTIATE_TEST_SUITE_P(Authorities, CmpBadAuthority, ::testing::ValuesIn(badAuthorities),
@@ -269,7 +276,7 @@ TEST_F(CmpHostile, answerOfAnEarlierTransaction_isNotTaken)
     const auto failure = failureOf([&] { return enrol(withSecret()); });
     EXPECT_EQ(failure.cause, "badAnswer");
     EXPECT_THAT(failure.text, HasSubstr("another exchange of messages"));
-    expectIssuedAfterwards(withSecret());
+    expectIssuedAfterwards(withSecret(), "answer of an earlier transaction", "`badAnswer`");
 }
 
 TEST_F(CmpHostile, pinnedCertificateOfAnother_isUntrusted)
@@ -281,7 +288,8 @@ TEST_F(CmpHostile, pinnedCertificateOfAnother_isUntrusted)
         set(configuration, "server-certificate", file("pinned.pem", pemOf(other.certificate)));
         EXPECT_EQ(failureOf([&] { return enrol(configuration); }).cause, "untrusted") << name;
     }
-    expectIssuedAfterwards(withSignature());
+    expectIssuedAfterwards(withSignature(), "signature by another than the pinned certificate",
+                           "`untrusted`");
 }
 
 TEST_F(CmpHostile, expiredTlsCertificate_isUntrustedAndNothingIsSent)
@@ -299,7 +307,7 @@ TEST_F(CmpHostile, expiredTlsCertificate_isUntrustedAndNothingIsSent)
     EXPECT_EQ(failure.cause, "untrusted");
     EXPECT_THAT(failure.text, HasSubstr("expired"));
     EXPECT_EQ(server->requestCount(), 0);
-    expectIssuedAfterwards(withSecret());
+    expectIssuedAfterwards(withSecret(), "expired TLS certificate", "`untrusted`");
 }
 
 TEST_F(CmpHostile, answerCutAtEveryByte_isAnErrorEachTime)
@@ -321,7 +329,8 @@ TEST_F(CmpHostile, answerCutAtEveryByte_isAnErrorEachTime)
     }
     EXPECT_GT(cut, 500);
     EXPECT_EQ(authority->confirmed, 0);
-    expectIssuedAfterwards(configuration);
+    expectIssuedAfterwards(configuration, "connection cut at each byte",
+                           "`unreachable` or `badAnswer`");
 }
 
 TEST_F(CmpHostile, acknowledgementCutAtEveryByte_isFinishedLater)
@@ -355,6 +364,7 @@ TEST_F(CmpHostile, acknowledgementCutAtEveryByte_isFinishedLater)
     EXPECT_TRUE(isIssued(enrol(configuration, state)));
     EXPECT_EQ(authority->bodyTypes,
               (QVector<int>{confirmationMessage, pkcs10Message, confirmationMessage}));
+    expectRow(QStringLiteral("connection cut at each byte"), QStringLiteral("deferred | yes"));
 }
 
 TEST_F(CmpHostile, acknowledgementByAnotherSecret_isNotBelieved)
@@ -371,7 +381,7 @@ TEST_F(CmpHostile, acknowledgementByAnotherSecret_isNotBelieved)
     const auto* deferred = std::get_if<Deferred>(&answer);
     ASSERT_NE(deferred, nullptr);
     EXPECT_THAT(deferred->reason.toStdString(), HasSubstr("not acknowledged"));
-    expectIssuedAfterwards(withSecret());
+    expectIssuedAfterwards(withSecret(), "acknowledgement by another secret", "deferred");
 }
 
 }  // namespace trial
