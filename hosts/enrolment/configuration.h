@@ -9,6 +9,8 @@
 #ifndef TARVELOQT_HOSTS_ENROLMENT_CONFIGURATION_H
 #define TARVELOQT_HOSTS_ENROLMENT_CONFIGURATION_H
 
+#include "hosts/enrolment/host_proxy.h"
+
 #include <QMap>
 #include <QString>
 #include <QStringList>
@@ -25,6 +27,8 @@ struct Configuration {
     QMap<QString, QString> values;
     // Where relative paths begin; empty: the working folder.
     QString folder;
+    // For ways over HTTP that have no key "proxy"; set by the host.
+    HostProxy hostProxy = {};
 };
 
 // text: what --ca was given. file: path of the configuration file, read only for a NAME. Throws

@@ -121,9 +121,6 @@ struct Credentials {
         if (!settings.clientKeyPasswordFile.isEmpty()) {
             keyPassword = passwordIn(settings.clientKeyPasswordFile);
         }
-        if (!settings.proxyUser.isEmpty()) {
-            proxyPassword = passwordIn(settings.proxyPasswordFile);
-        }
     }
 
     QByteArray anchors;
@@ -131,7 +128,6 @@ struct Credentials {
     Secret password;
     Secret key;
     Secret keyPassword;
-    Secret proxyPassword;
 };
 
 // One attempt: a libcurl handle with every option that matters set.
@@ -159,7 +155,7 @@ public:
         set(CURLOPT_HEADERDATA, &m_incoming);
         trust(credentials);
         identify(settings, credentials);
-        goThrough(settings, credentials);
+        goThrough(settings.proxy);
         if (request.method == HttpRequest::Method::post) {
             fill(request);
         }
@@ -267,15 +263,15 @@ private:
         }
     }
 
-    void goThrough(const HttpSettings& settings, const Credentials& credentials)
+    void goThrough(const HostProxy& proxy)
     {
-        if (!settings.proxy.isEmpty()) {
-            set(CURLOPT_PROXY, settings.proxy.toUtf8().constData());
+        if (!proxy.address.isEmpty()) {
+            set(CURLOPT_PROXY, proxy.address.toUtf8().constData());
         }
-        if (!settings.proxyUser.isEmpty()) {
+        if (proxy.password != nullptr) {
             set(CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_BASIC | CURLAUTH_DIGEST));
-            set(CURLOPT_PROXYUSERNAME, settings.proxyUser.toUtf8().constData());
-            set(CURLOPT_PROXYPASSWORD, credentials.proxyPassword.data());
+            set(CURLOPT_PROXYUSERNAME, proxy.user.toUtf8().constData());
+            set(CURLOPT_PROXYPASSWORD, proxy.password->data());
         }
     }
 

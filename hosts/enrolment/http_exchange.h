@@ -39,10 +39,8 @@ struct HttpSettings {
     QString clientCertificateFile;
     QString clientKeyFile;
     QString clientKeyPasswordFile;
-    // "http://host:port"; empty: the environment's. The password's file must be its owner's alone.
-    QString proxy;
-    QString proxyUser;
-    QString proxyPasswordFile;
+    // Its address empty: the environment's.
+    HostProxy proxy;
     std::chrono::milliseconds connectTime = std::chrono::seconds(10);
     // For everything together: connections, repetition, the whole answer.
     std::chrono::milliseconds totalTime = std::chrono::seconds(60);

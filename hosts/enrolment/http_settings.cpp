@@ -37,6 +37,22 @@ void requireBothOrNeither(const Configuration& configuration, const QString& one
     }
 }
 
+HostProxy proxyOf(const Configuration& configuration)
+{
+    const QString address = valueOf(configuration, QStringLiteral("proxy"));
+    if (address.isEmpty()) {
+        return configuration.hostProxy;
+    }
+    HostProxy proxy;
+    proxy.address = QString::fromLatin1(httpAddress(configuration, address).toEncoded());
+    proxy.user = valueOf(configuration, QStringLiteral("proxy-user"));
+    if (!proxy.user.isEmpty()) {
+        proxy.password = std::make_shared<const Secret>(
+            passwordIn(pathOf(configuration, QStringLiteral("proxy-password-file"))));
+    }
+    return proxy;
+}
+
 }  // namespace
 
 QStringList httpKeys()
@@ -62,6 +78,9 @@ HttpSettings httpSettingsOf(const Configuration& configuration)
                          QStringLiteral("client-key-file"));
     requireBothOrNeither(configuration, QStringLiteral("proxy-user"),
                          QStringLiteral("proxy-password-file"));
+    if (!valueOf(configuration, QStringLiteral("proxy-user")).isEmpty()) {
+        static_cast<void>(requiredValueOf(configuration, QStringLiteral("proxy")));
+    }
     HttpSettings settings;
     settings.anchorsFile = pathOf(configuration, QStringLiteral("anchors"));
     settings.user = valueOf(configuration, QStringLiteral("user"));
@@ -71,12 +90,7 @@ HttpSettings httpSettingsOf(const Configuration& configuration)
     settings.clientKeyFile = pathOf(configuration, QStringLiteral("client-key-file"));
     settings.clientKeyPasswordFile =
         pathOf(configuration, QStringLiteral("client-key-password-file"));
-    const QString proxy = valueOf(configuration, QStringLiteral("proxy"));
-    if (!proxy.isEmpty()) {
-        settings.proxy = QString::fromLatin1(httpAddress(configuration, proxy).toEncoded());
-    }
-    settings.proxyUser = valueOf(configuration, QStringLiteral("proxy-user"));
-    settings.proxyPasswordFile = pathOf(configuration, QStringLiteral("proxy-password-file"));
+    settings.proxy = proxyOf(configuration);
     settings.connectTime =
         secondsOf(configuration, QStringLiteral("connect-time-limit"),
                   std::chrono::duration_cast<std::chrono::seconds>(settings.connectTime));

@@ -159,11 +159,35 @@ TEST(HttpSettings, valuesThatCannotBe_areRefused)
         {{{QStringLiteral("client-key-file"), QStringLiteral("k")}},
          "\"client-key-file\" without \"client-certificate\""},
         {{{QStringLiteral("proxy-user"), QStringLiteral("ada")}}, "\"proxy-user\" without"},
+        {{{QStringLiteral("proxy-user"), QStringLiteral("ada")},
+          {QStringLiteral("proxy-password-file"), QStringLiteral("p")}},
+         "\"proxy\" is missing"},
         {{{QStringLiteral("proxy"), QStringLiteral("socks5://p")}}, "must be http:// or https://"},
     };
     for (const auto& [values, told] : rows) {
         const Configuration configuration{QStringLiteral("name"), {}, values, {}};
         EXPECT_THAT(failureOf([&] { return httpSettingsOf(configuration); }).text, HasSubstr(told));
+    }
+}
+
+TEST(HostProxy, textsOfTheHost_becomeAnAddress)
+{
+    const auto proxy = [](const char* name, const char* port) {
+        return hostProxy(QString::fromLatin1(name), QString::fromLatin1(port), {},
+                         QStringLiteral("unused"));
+    };
+    EXPECT_EQ(proxy("proxy.example", "3128").address, QStringLiteral("http://proxy.example:3128"));
+    EXPECT_EQ(proxy("::1", "3128").address, QStringLiteral("http://[::1]:3128"));
+    EXPECT_EQ(proxy("proxy.example", "3128").password, nullptr);
+    EXPECT_TRUE(proxy("", "x").address.isEmpty());
+    const std::pair<const char*, const char*> rows[] = {
+        {"proxy.example", ""},  {"proxy.example", "0"},           {"proxy.example", "65536"},
+        {"proxy.example", "x"}, {"http://proxy.example", "3128"}, {"a b", "3128"}};
+    for (const auto& [name, port] : rows) {
+        EXPECT_EQ(
+            failureOf([&, &host = name, &number = port] { return proxy(host, number); }).cause,
+            "misconfigured")
+            << name << ' ' << port;
     }
 }
 

@@ -274,7 +274,7 @@ TEST(HttpExchange, proxies_areThoseOfSettingsThenEnvironment)
     HttpSettings settings = quick();
     EXPECT_EQ(exchange(request, settings).body,
               QByteArray("environment http://castelvane.invalid/a"));
-    settings.proxy = configured.address();
+    settings.proxy.address = configured.address();
     EXPECT_EQ(exchange(request, settings).body,
               QByteArray("configured http://castelvane.invalid/a"));
     ASSERT_TRUE(qunsetenv("http_proxy"));
@@ -287,13 +287,21 @@ TEST_F(Https, proxyLogin_isShownToTheProxyThatAsks)
         return login.isEmpty() ? reply(407, {}, {}, {"Proxy-Authenticate: Basic realm=\"p\""})
                                : reply(200, {}, login);
     });
-    HttpSettings settings = quick();
-    settings.proxy = proxy.address();
-    settings.proxyUser = QStringLiteral("ada");
-    settings.proxyPasswordFile = put("password", "tuesday-7\n");
+    Configuration configuration;
+    configuration.values = {
+        {QStringLiteral("proxy"), proxy.address()},
+        {QStringLiteral("proxy-user"), QStringLiteral("ada")},
+        {QStringLiteral("proxy-password-file"), put("password", "tuesday-7\n")}};
+    Configuration toldByTheHost;
+    toldByTheHost.hostProxy =
+        hostProxy(QStringLiteral("127.0.0.1"), proxy.address().section(QLatin1Char(':'), 2),
+                  QStringLiteral("ada"), QStringLiteral("tuesday-7"));
     const HttpRequest request{
         HttpRequest::Method::get, QUrl(QStringLiteral("http://castelvane.invalid/a")), {}, {}};
-    EXPECT_EQ(exchange(request, settings).body, "Basic " + QByteArray("ada:tuesday-7").toBase64());
+    for (const Configuration& each : {configuration, toldByTheHost}) {
+        EXPECT_EQ(exchange(request, httpSettingsOf(each)).body,
+                  "Basic " + QByteArray("ada:tuesday-7").toBase64());
+    }
 }
 
 TEST_F(Https, serverOfTheConfiguredAuthority_isTrusted)
