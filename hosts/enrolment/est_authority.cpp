@@ -236,9 +236,11 @@ private:
         const bool isReenrolment = request.isRenewal && m_renewsByReenrolling;
         const QUrl url = address(label, isReenrolment ? QStringLiteral("simplereenroll")
                                                       : QStringLiteral("simpleenroll"));
-        const HttpAnswer answer = exchange(
-            {HttpRequest::Method::post, url, derOf(pkcs10).toBase64(), "application/pkcs10"},
-            m_settings);
+        const HttpAnswer answer = exchange({HttpRequest::Method::post, url,
+                                            derOf(pkcs10).toBase64(), "application/pkcs10",
+                                            // RFC 8951 ignores it, older servers insist on it.
+                                            "base64"},
+                                           m_settings);
         if (answer.status == accepted) {
             return Deferred{{}, answer.retryAfter, reasonOf(answer)};
         }

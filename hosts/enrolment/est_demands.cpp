@@ -118,6 +118,8 @@ public:
             const ASN1_TYPE* value = X509_ATTRIBUTE_get0_type(attribute, i);
             if (nid == NID_ext_req && value->type == V_ASN1_SEQUENCE) {
                 compareExtensions(value->value.sequence);
+            } else if (nid == NID_ext_req && value->type == V_ASN1_OBJECT) {
+                requireExtension(value->value.object, nullptr);
             } else if (nid == NID_X9_62_id_ecPublicKey && value->type == V_ASN1_OBJECT) {
                 m_curves.add(nameOf(value->value.object),
                              OBJ_obj2nid(value->value.object) == m_features.curve);

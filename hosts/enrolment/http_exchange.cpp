@@ -281,6 +281,9 @@ private:
         set(CURLOPT_POSTFIELDSIZE, static_cast<long>(request.body.size()));
         set(CURLOPT_POSTFIELDS, request.body.constData());
         addHeader("Content-Type: " + request.contentType);
+        if (!request.contentTransferEncoding.isEmpty()) {
+            addHeader("Content-Transfer-Encoding: " + request.contentTransferEncoding);
+        }
         // Requests are small; waiting for permission to send them only costs time.
         addHeader("Expect:");
         // There is no second request on this connection. A server that expects one takes its end
@@ -356,7 +359,7 @@ HttpAnswer exchange(const HttpRequest& request, const HttpSettings& settings)
         // Zero would mean "no limit".
         Transfer transfer(request, settings, credentials, std::max(left, milliseconds(1)));
         const CURLcode code = transfer.run();
-        if (code == CURLE_OK && (transfer.status() < 200 || transfer.status() / 100 == 3)) {
+        if (code == CURLE_OK && transfer.status() / 100 == 3) {
             failRedirected(request.url, transfer.redirect());
         }
         if (code == CURLE_OK) {

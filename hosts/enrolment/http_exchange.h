@@ -64,10 +64,12 @@ struct HttpRequest {
     // Of a POST.
     QByteArray body;
     QByteArray contentType;
+    // Empty: no such header.
+    QByteArray contentTransferEncoding = {};
 };
 
 struct HttpAnswer {
-    // 200 to 299, or 400 to 599.
+    // 200 or more, and never that of a redirect.
     int status = 0;
     // Lower case, without parameters; empty when the server named none.
     QByteArray contentType;

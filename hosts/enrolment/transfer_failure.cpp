@@ -50,6 +50,18 @@ QString reasonOf(const TransferFailure& failure)
 
 [[noreturn]] void failCut(const TransferFailure& failure)
 {
+    // TLS 1.3 tells so only after the handshake; OpenSSL's words are all that is left of it here.
+    if (failure.complaint.contains(QStringLiteral("alert certificate required"))) {
+        throw EnrolmentError(
+            Cause::refused,
+            Text("Il server %1 vuole che ci si presenti con un certificato.",
+                 "The server %1 demands that a certificate is shown.")
+                .arg(serverOf(failure.url)),
+            Text("Chiedere all'autorità un certificato di accesso e indicarlo con "
+                 "client-certificate e client-key-file.",
+                 "Ask the authority for a certificate to log in with and name it by "
+                 "client-certificate and client-key-file."));
+    }
     if (failure.sentNothing) {
         fail(Cause::unreachable,
              Text("La connessione con %1 è caduta prima della richiesta (%2).",

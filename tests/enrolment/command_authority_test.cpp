@@ -131,11 +131,11 @@ TEST_F(CommandAuthority, failures_areToldInTheProgramsWords)
         {"exit 0", "badAnswer", "wrote nothing"},
         {"echo certificate", "badAnswer", "no certificate that can be read"},
         {"kill -9 $$", "badAnswer", "crashed"},
-        {"printf 'a\\033[2Jb' >&2; exit 11", "refused", "a?[2Jb"},
+        {R"(printf 'a\033[2Jb' >&2; exit 11)", "refused", "a?[2Jb"},
         {"head -c 1100000 /dev/zero", "badAnswer", "more than a certificate"},
         {"exec cat /dev/zero", "badAnswer", "more than a certificate"},
         {"printf 'caf\\303\\251\\n'; exit 10", "badAnswer", "cookie that is not an ASCII line"},
-        {"head -c 5000 /dev/zero | tr '\\0' x; exit 10", "badAnswer", "cookie"},
+        {R"(head -c 5000 /dev/zero | tr '\0' x; exit 10)", "badAnswer", "cookie"},
         {"cat anothers", "wrongCertificate", "another key"},
     };
     for (const Row& row : rows) {

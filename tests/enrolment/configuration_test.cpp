@@ -2,6 +2,7 @@
 #include "hosts/enrolment/authority.h"
 #include "hosts/enrolment/configured_file.h"
 #include "hosts/enrolment/http_exchange.h"
+#include "hosts/texts/language.h"
 #include "tests/support/printing.h"
 
 #include <QFile>
@@ -149,6 +150,15 @@ TEST(ConfigurationText, mistakes_areFoundBeforeTheWayIsGone)
         EXPECT_THAT(failureOf([&] { return authority(configuration); }).text,
                     HasSubstr("from 1 to 3600"));
     }
+}
+
+TEST(EnrolmentErrors, areInTheLanguageThatIsSet)
+{
+    texts::setLanguage(texts::Language::italian);
+    const auto failure = failureOf([] { return configurationFrom(QStringLiteral("ftp:x"), {}); });
+    texts::setLanguage(texts::Language::english);
+    EXPECT_THAT(failure.text, HasSubstr("può stare file, command, est o cmp"));
+    EXPECT_THAT(failure.cure, HasSubstr("Correggere la descrizione dell'autorità"));
 }
 
 TEST(HttpSettings, valuesThatCannotBe_areRefused)

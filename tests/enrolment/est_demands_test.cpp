@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 using namespace enrolment;
 using testing::HasSubstr;
 using trial::csrAttributes;
@@ -77,6 +79,21 @@ TEST(EstDemands, extensionsWithValues_areComparedByValue)
                 HasSubstr("the extension X509v3 Extended Key Usage"));
     EXPECT_THAT(compared(demanding("a=OID:1.2.3.4\nb=OCT:"), request),
                 HasSubstr("the extension 1.2.3.4"));
+}
+
+TEST(EstDemands, exampleOfRfc7030AppendixA_isUnderstood)
+{
+    const trial::Key key = trial::newKey();
+    const QByteArray example = QByteArray::fromBase64(
+        "MEEGCSqGSIb3DQEJBzASBgcqhkjOPQIBMQcGBSuBBAAiMBYGCSqGSIb3DQEJDjEJBgcrBgEBAQEWBggqhkjOPQQDAw"
+        "==");
+    const std::string unmet = compared(example, trial::requestPem(key.get()));
+    for (const char* demand :
+         {"a challenge password", "the extension 1.3.6.1.1.1.1.22", "a key on the curve secp384r1",
+          "a signature by ecdsa-with-SHA384"}) {
+        EXPECT_THAT(unmet, HasSubstr(demand));
+    }
+    EXPECT_EQ(std::count(unmet.begin(), unmet.end(), ';'), 3);
 }
 
 TEST(EstDemands, bytesThatAreNone_areUnreadable)

@@ -191,6 +191,10 @@ TEST(HttpExchange, answersThatAreNone_endInAClearError)
          {"HTTP/1.1 100 Continue\r\n\r\n", -1, false, {}},
          "unreachable",
          "broke before the answer was complete"},
+        {"other protocol wanted",
+         {"HTTP/1.1 101 Switching Protocols\r\nUpgrade: x\r\n\r\n", -1, false, {}},
+         "unreachable",
+         "broke before the answer was complete"},
         {"nothing", {"", -1, false, {}}, "unreachable", "broke before the answer was complete"},
     };
     for (const Row& row : rows) {
@@ -425,7 +429,8 @@ TEST_F(Https, clientCertificate_isShownToTheServerThatDemandsIt)
         demanding);
     HttpSettings settings = trusting(m_authority);
     const auto without = failureOf([&] { return exchange(postTo(server), settings); });
-    EXPECT_EQ(without.cause, "unreachable");
+    EXPECT_EQ(without.cause, "refused");
+    EXPECT_THAT(without.cure, HasSubstr("client-certificate"));
     EXPECT_EQ(server.requestCount(), 0);
 
     settings.clientCertificateFile = put("own.pem", trial::pemOf(own));
