@@ -17,8 +17,8 @@ namespace {
 // Words that no sentence of the other language holds.
 const QRegularExpression& englishWords()
 {
-    static const QRegularExpression words(QStringLiteral(
-        R"(\b(the|and|of|is|was|not|with|card|key|it|this|reader|certificates)\b)"));
+    static const QRegularExpression words(
+        QStringLiteral(R"(\b(the|and|of|is|was|not|with|card|key|it|this|reader|certificates)\b)"));
     return words;
 }
 
