@@ -1,10 +1,10 @@
 #include "hosts/console/arguments.h"
 
+#include "hosts/console/authority_way.h"
 #include "hosts/console/command_line.h"
 #include "hosts/console/terminal.h"
 
 #include <QFile>
-#include <QProcess>
 
 #include <CLI/CLI.hpp>
 
@@ -45,7 +45,10 @@ Arguments completed(const CommandLine& line)
     arguments.pinVariable = fromArgument(raw.pinVariable);
     arguments.certificate = fromArgument(raw.certificate);
     arguments.renewal = fromArgument(raw.renewal);
-    arguments.authorityCommand = QProcess::splitCommand(fromArgument(raw.authorityCommand));
+    if (reachesAuthority(arguments.command)) {
+        arguments.authority =
+            chosenAuthority(fromArgument(raw.authority), fromArgument(raw.authoritiesFile));
+    }
     arguments.issuedFile = fromArgument(raw.issuedFile);
     arguments.saveRequestFile = fromArgument(raw.saveRequestFile);
     arguments.saveCertificateFile = fromArgument(raw.saveCertificateFile);
@@ -71,7 +74,13 @@ std::optional<Arguments> parseArguments(int argc, const char* const* argv, ExitC
         exitCode = ExitCode::usage;
         return std::nullopt;
     }
-    return completed(*line);
+    try {
+        return completed(*line);
+    } catch (const enrolment::EnrolmentError& error) {
+        complain(error.text() + QLatin1Char('\n') + error.cure());
+        exitCode = ExitCode::usage;
+        return std::nullopt;
+    }
 }
 
 }  // namespace console

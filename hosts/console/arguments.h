@@ -4,9 +4,9 @@
 #define TARVELOQT_HOSTS_CONSOLE_ARGUMENTS_H
 
 #include "hosts/console/exit_code.h"
+#include "hosts/enrolment/configuration.h"
 
 #include <QString>
-#include <QStringList>
 
 #include <optional>
 
@@ -57,9 +57,8 @@ struct Arguments {
     // Which kept renewal: the first digits of its identifier; empty: the only one, or all.
     QString renewal;
 
-    // Program and arguments that turn a request into a certificate; empty: by hand.
-    QStringList authorityCommand;
-    int authorityTimeoutSeconds = 0;
+    // The way to the certification authority; none: requests and certificates go by hand.
+    std::optional<enrolment::Configuration> authority;
     // A certificate issued earlier, to be installed without asking the authority.
     QString issuedFile;
     QString saveRequestFile;

@@ -1,39 +1,37 @@
 #include "hosts/console/authority_findings.h"
 
-#include <QFileInfo>
-#include <QStandardPaths>
+#include "hosts/console/authority_way.h"
 
 namespace console {
 
 namespace {
 
-// Program and arguments of --ca-command.
-Finding programFinding(const QStringList& command)
+FindingId idOf(enrolment::Cause cause)
 {
-    const QString program = command.value(0);
-    if (!program.contains(QLatin1Char('/'))) {
-        const QString found = QStandardPaths::findExecutable(program);
-        return found.isEmpty() ? Finding(FindingId::authorityProgramMissing, program)
-                               : Finding(FindingId::authorityProgramFound, found);
+    switch (cause) {
+    case enrolment::Cause::untrusted:
+        return FindingId::authorityUntrusted;
+    case enrolment::Cause::misconfigured:
+        return FindingId::authorityMisconfigured;
+    default:
+        return FindingId::authorityUnreachable;
     }
-    const QFileInfo file(program);
-    if (!file.isFile()) {
-        return Finding(FindingId::authorityProgramMissing, program);
-    }
-    return Finding(file.isExecutable() ? FindingId::authorityProgramFound
-                                       : FindingId::authorityProgramNotExecutable,
-                   program);
 }
 
 }  // namespace
 
 std::vector<Finding> authorityFindings(const Arguments& arguments)
 {
-    std::vector<Finding> findings;
-    if (!arguments.authorityCommand.isEmpty()) {
-        findings.push_back(programFinding(arguments.authorityCommand));
+    if (!arguments.authority) {
+        return {};
     }
-    return findings;
+    try {
+        authorityOf(arguments)->probe();
+        return {Finding(FindingId::authorityReachable, authorityName(arguments))};
+    } catch (const enrolment::EnrolmentError& error) {
+        return {Finding(idOf(error.cause()), authorityName(arguments),
+                        error.text() + QLatin1Char(' ') + error.cure())};
+    }
 }
 
 }  // namespace console

@@ -10,7 +10,7 @@
 
 namespace console {
 
-// Of each way that is named; empty when certificates are fetched by hand. Sends no request.
+// Of the way that is chosen; empty when certificates are fetched by hand. Sends no request.
 std::vector<Finding> authorityFindings(const Arguments& arguments);
 
 }  // namespace console

@@ -1,7 +1,6 @@
 #include "hosts/console/certificate_source.h"
 
 #include "hosts/console/certificate_files.h"
-#include "hosts/console/enrolment_command.h"
 #include "hosts/console/terminal.h"
 #include "hosts/console/text_layout.h"
 
@@ -27,24 +26,10 @@ QByteArray askForIssuedFile(const Arguments& arguments, const QString& reason)
     return readWhole(answer->trimmed());
 }
 
-QString notAfter(QDate end)
-{
-    return end.isValid() ? end.toString(QStringLiteral("yyyyMMdd000000")) : QString();
-}
-
 QByteArray answerTo(const RenewalRecord& record, const Arguments& arguments)
 {
     if (!arguments.issuedFile.isEmpty()) {
         return readWhole(arguments.issuedFile);
-    }
-    if (!arguments.authorityCommand.isEmpty()) {
-        say(Text("Si chiede il certificato all'autorità di certificazione.",
-                 "The certification authority is asked."));
-        const QStringList command =
-            withPlaceholders(arguments.authorityCommand,
-                             {{QStringLiteral("not-after"), notAfter(record.expectedEnd)},
-                              {QStringLiteral("policy"), record.policy}});
-        return enrolByCommand(command, record.request, arguments.authorityTimeoutSeconds);
     }
     if (arguments.saveRequestFile.isEmpty()) {
         say(Text("\nConsegnare questa richiesta all'autorità di certificazione:\n\n%1",
@@ -66,7 +51,7 @@ std::vector<IssuedCertificate> certificatesIn(const QByteArray& answer)
 
 }  // namespace
 
-IssuedCertificate obtainCertificate(const Arguments& arguments, const RenewalRecord& record)
+IssuedCertificate handedCertificate(const Arguments& arguments, const RenewalRecord& record)
 {
     const std::vector<IssuedCertificate> certificates = certificatesIn(answerTo(record, arguments));
     const auto certificate = std::find_if(
@@ -79,10 +64,6 @@ IssuedCertificate obtainCertificate(const Arguments& arguments, const RenewalRec
                         "Its public key is not the one in the request. It is made out to %1.")
                        .arg(printable(certificates.front().subject)));
     }
-    say(wrapped(
-        Text("Il certificato è arrivato, emesso da %1, valido fino al %2.",
-             "The certificate is there, issued by %1, valid until %2.")
-            .arg(printable(certificate->issuer), certificate->notAfter.toString(Qt::ISODate))));
     return *certificate;
 }
 

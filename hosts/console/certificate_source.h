@@ -1,5 +1,5 @@
-// Where the issued certificate comes from: a program that speaks to the authority, a file, or the
-// user's hands. Whatever the way, only the certificate for the request comes back.
+// Issued certificates that come by hand: in a file that was named, or that the user names when
+// asked. Only the certificate for the request comes back.
 
 #ifndef TARVELOQT_HOSTS_CONSOLE_CERTIFICATE_SOURCE_H
 #define TARVELOQT_HOSTS_CONSOLE_CERTIFICATE_SOURCE_H
@@ -10,10 +10,10 @@
 
 namespace console {
 
-// The certificate with the public key of the record's request. Throws Stop when the authority fails
-// (authorityFailed), what comes is another certificate (certificateRefused), or there is none yet
-// (comeBackLater).
-IssuedCertificate obtainCertificate(const Arguments& arguments, const RenewalRecord& record);
+// The certificate with the public key of the record's request; shows the request where there is no
+// file yet. Throws Stop when what comes is another certificate (certificateRefused), or there is
+// none yet (comeBackLater).
+IssuedCertificate handedCertificate(const Arguments& arguments, const RenewalRecord& record);
 
 // The certificate for a key that waits on the card without its request: from --issued, else from
 // the file that the user names. The card itself judges whether it belongs to the key.

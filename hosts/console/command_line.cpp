@@ -5,12 +5,12 @@
 #include <CLI/CLI.hpp>
 #include <card_v_func.h>
 
+#include <algorithm>
+
 namespace console {
 
 namespace {
 
-constexpr int defaultTimeoutSeconds = 300;
-constexpr int longestTimeoutSeconds = 86400;
 constexpr int defaultLogLines = 40;
 constexpr int mostLogLines = 100000;
 
@@ -157,15 +157,14 @@ void addRenewal(CLI::App& app, CommandLine& line)
 
 void addAuthority(CLI::App& app, CommandLine& line)
 {
-    app.add_option("--ca-command", line.raw.authorityCommand,
-                   utf8({"Chiede il certificato con questo programma (vedi sotto)",
-                         "Ask the authority through this program (below)"}))
-        ->type_name("\"PROGRAM ...\"");
-    app.add_option("--ca-timeout", line.arguments.authorityTimeoutSeconds,
-                   utf8({"Secondi concessi al programma", "Seconds that the program may take"}))
-        ->type_name("SECONDS")
-        ->check(CLI::Range(1, longestTimeoutSeconds))
-        ->capture_default_str();
+    app.add_option("--ca", line.raw.authority,
+                   utf8({"Chiede il certificato a questa autorità (vedi sotto)",
+                         "Ask this authority for the certificate (below)"}))
+        ->type_name("WAY:VALUE|NAME");
+    app.add_option("--ca-file", line.raw.authoritiesFile,
+                   utf8({"Le autorità per nome stanno in questo file",
+                         "The authorities by name are in this file"}))
+        ->type_name("FILE");
     app.add_option(
            "--save-certificate", line.raw.saveCertificateFile,
            utf8({"Scrive il certificato in questo file", "Keep the certificate in this file"}))
@@ -178,7 +177,7 @@ void addIssued(CLI::App& app, CommandLine& line)
                                          utf8({"Installa il certificato di questo file",
                                                "Install the certificate in this file"}))
                               ->type_name("FILE");
-    if (CLI::Option* command = app.get_option_no_throw("--ca-command")) {
+    if (CLI::Option* command = app.get_option_no_throw("--ca")) {
         option->excludes(command);
     }
 }
@@ -269,17 +268,28 @@ const char* nameOf(Command command)
     return "guided";
 }
 
+bool reachesAuthority(Command command)
+{
+    if (command == Command::guided) {
+        return (guidedOptions & authority) != 0;
+    }
+    const auto& rows = commandRows();
+    return std::any_of(rows.begin(), rows.end(), [command](const CommandRow& row) {
+        return row.command == command && (row.options & authority) != 0;
+    });
+}
+
 std::string closingHelp()
 {
     std::string text =
-        utf8({"Il programma di --ca-command legge la richiesta (PEM) dal suo standard input e\n"
-              "scrive il certificato (PEM) sul suo standard output. È eseguito senza shell;\n"
-              "nei suoi argomenti {not-after} diventa la fine di validità da chiedere e\n"
-              "{policy} la certificate policy.\n\nCodici di uscita:\n",
-              "The program of --ca-command reads the request (PEM) on its standard input and\n"
-              "writes the certificate (PEM) on its standard output. It is run without a\n"
-              "shell; in its arguments {not-after} becomes the end of validity to ask for\n"
-              "and {policy} the certificate policy.\n\nExit codes:\n"});
+        utf8({"L'autorità di --ca è file:CARTELLA, \"command:PROGRAMMA ARGOMENTI\", est:URL,\n"
+              "cmp:URL, o il NOME di una sezione di ~/.config/tarvelo/authorities.ini o di\n"
+              "/etc/tarvelo/authorities.ini; senza --ca vale la sezione [default], se c'è.\n\n"
+              "Codici di uscita:\n",
+              "The authority of --ca is file:FOLDER, \"command:PROGRAM ARGUMENTS\", est:URL,\n"
+              "cmp:URL, or the NAME of a section of ~/.config/tarvelo/authorities.ini or\n"
+              "/etc/tarvelo/authorities.ini; without --ca the section [default] counts, if\n"
+              "there is one.\n\nExit codes:\n"});
     for (const ExitCodeEntry& entry : exitCodes()) {
         const std::string number = std::to_string(static_cast<int>(entry.code));
         text += std::string(4 - number.size(), ' ') + number + "  " + entry.name + "\n";
@@ -290,7 +300,6 @@ std::string closingHelp()
 std::unique_ptr<CommandLine> declareCommandLine()
 {
     auto line = std::make_unique<CommandLine>();
-    line->arguments.authorityTimeoutSeconds = defaultTimeoutSeconds;
     line->arguments.logLines = defaultLogLines;
     line->app = std::make_unique<CLI::App>(
         utf8({"Rinnova i certificati di una carta di firma. Senza comando guida passo per passo.\n"

@@ -23,7 +23,8 @@ struct RawArguments {
     std::string pinVariable;
     std::string certificate;
     std::string renewal;
-    std::string authorityCommand;
+    std::string authority;
+    std::string authoritiesFile;
     std::string issuedFile;
     std::string saveRequestFile;
     std::string saveCertificateFile;
@@ -40,6 +41,9 @@ struct CommandLine {
 
 // The members stay where they are: the parser holds pointers to them.
 std::unique_ptr<CommandLine> declareCommandLine();
+
+// The command goes to a certification authority.
+bool reachesAuthority(Command command);
 
 // The paragraph below the options in --help and in the manual page.
 std::string closingHelp();

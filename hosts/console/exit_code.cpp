@@ -142,6 +142,20 @@ const std::vector<ExitCodeEntry>& exitCodes()
          Text(
              "Aggiungere una voce ad ATR-renew.ini, se il modulo PKCS#11 della carta è installato.",
              "Add an entry to ATR-renew.ini if the card's PKCS#11 module is installed.")},
+        {ExitCode::authorityUnreachable, "authority-unreachable",
+         Text("L'autorità di certificazione non è raggiungibile.",
+              "The certification authority cannot be reached."),
+         Text("Il vecchio certificato funziona ancora. Riprovare più tardi con tarvelo-renew "
+              "resume: la chiave in attesa sulla carta viene usata di nuovo.",
+              "The old certificate still works. Try again later with tarvelo-renew resume: the "
+              "key that waits on the card is used again.")},
+        {ExitCode::authorityRefused, "authority-refused",
+         Text("L'autorità di certificazione rifiuta la richiesta.",
+              "The certification authority refuses the request."),
+         Text("Il vecchio certificato funziona ancora. Chiarire il motivo con l'autorità, poi "
+              "eseguire tarvelo-renew resume.",
+              "The old certificate still works. Settle the reason with the authority, then run "
+              "tarvelo-renew resume.")},
     };
     return entries;
 }

@@ -45,6 +45,8 @@ enum class ExitCode : int {
     someFailed = 23,
     problemsFound = 24,
     unknownAtr = 25,
+    authorityUnreachable = 26,
+    authorityRefused = 27,
 };
 
 struct ExitCodeEntry {

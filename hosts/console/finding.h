@@ -65,11 +65,12 @@ enum class FindingId {
     clockPlausible,
     clockBehind,
     clockAhead,
-    authorityProgramFound,
-    authorityProgramMissing,
-    authorityProgramNotExecutable,
+    authorityReachable,
+    authorityMisconfigured,
+    authorityUnreachable,
+    authorityUntrusted,
 };
-inline constexpr FindingId lastFindingId = FindingId::authorityProgramNotExecutable;
+inline constexpr FindingId lastFindingId = FindingId::authorityUntrusted;
 
 struct FindingRow {
     FindingId id;

@@ -1,9 +1,11 @@
 #include "hosts/console/renewal_job.h"
 
+#include "hosts/console/authority_way.h"
 #include "hosts/console/certificate_files.h"
 #include "hosts/console/certificate_source.h"
 #include "hosts/console/screens.h"
 #include "hosts/console/terminal.h"
+#include "hosts/console/text_layout.h"
 
 #include <QDateTime>
 
@@ -37,7 +39,8 @@ void saveIfWanted(const Arguments& arguments, const IssuedCertificate& certifica
             .arg(arguments.saveCertificateFile));
 }
 
-// A key that was asked for before keeps what is known of it; its request is signed anew.
+// A key that was asked for before keeps what is known of it; its request is signed anew, but an
+// authority that asked to come back knows it as it was.
 RenewalRecord recordOf(const QByteArray& request, const RecordStore& store)
 {
     const QDateTime now = QDateTime::currentDateTimeUtc();
@@ -46,8 +49,10 @@ RenewalRecord recordOf(const QByteArray& request, const RecordStore& store)
     if (!kept) {
         return fresh;
     }
-    kept->request = fresh.request;
-    kept->changedAt = fresh.changedAt;
+    if (kept->authority.state.isEmpty()) {
+        kept->request = fresh.request;
+        kept->changedAt = fresh.changedAt;
+    }
     return *std::move(kept);
 }
 
@@ -56,9 +61,14 @@ RenewalRecord recordOf(const QByteArray& request, const RecordStore& store)
 IssuedCertificate askAuthority(const Arguments& arguments, const RecordStore& store,
                                RenewalRecord& record)
 {
-    IssuedCertificate certificate = obtainCertificate(arguments, record);
-    record.authority.name =
-        arguments.authorityCommand.isEmpty() ? QStringLiteral("file") : QStringLiteral("command");
+    const auto authority = arguments.issuedFile.isEmpty() ? authorityOf(arguments) : nullptr;
+    IssuedCertificate certificate =
+        authority ? enrolled(*authority, arguments.authority->name, store, record)
+                  : handedCertificate(arguments, record);
+    say(wrapped(
+        Text("Il certificato è arrivato, emesso da %1, valido fino al %2.",
+             "The certificate is there, issued by %1, valid until %2.")
+            .arg(printable(certificate.issuer), certificate.notAfter.toString(Qt::ISODate))));
     keepCertificate(record, certificate.pem, QDateTime::currentDateTimeUtc());
     store.save(record);
     saveIfWanted(arguments, certificate);
@@ -153,8 +163,7 @@ IssuedCertificate RenewalJob::renew(const CertificateEntry& entry) const
             install(entry, *kept);
             return *kept;
         } catch (const Stop& stop) {
-            if (stop.code() != ExitCode::installationFailed ||
-                m_arguments.authorityCommand.isEmpty()) {
+            if (stop.code() != ExitCode::installationFailed || !m_arguments.authority) {
                 throw;
             }
             say(Text("La carta non lo accetta; l'autorità viene interpellata di nuovo.",

@@ -1,7 +1,7 @@
 #include "hosts/console/renewal_plan.h"
 
+#include "hosts/console/authority_way.h"
 #include "hosts/console/language.h"
-#include "hosts/console/screens.h"
 #include "hosts/console/text_layout.h"
 
 #include <QJsonArray>
@@ -58,7 +58,7 @@ PlanStep sourceOf(const Arguments& arguments)
     if (!arguments.issuedFile.isEmpty()) {
         return PlanStep::readIssuedFile;
     }
-    return arguments.authorityCommand.isEmpty() ? PlanStep::fetchByHand : PlanStep::askAuthority;
+    return arguments.authority ? PlanStep::askAuthority : PlanStep::fetchByHand;
 }
 
 std::vector<PlanStep> stepsOf(const CertificateEntry& entry, bool isKept,

@@ -1,6 +1,7 @@
 #include "hosts/console/renewal_round.h"
 
 #include "hosts/console/attempts.h"
+#include "hosts/console/authority_way.h"
 #include "hosts/console/certificate_choice.h"
 #include "hosts/console/json_answer.h"
 #include "hosts/console/screens.h"
@@ -29,6 +30,20 @@ void requireFileForEach(std::size_t certificates, const Arguments& arguments)
                         "certificati restano comunque nei rinnovi conservati.",
                         "Choose one with --certificate, or leave these options out: requests and "
                         "certificates are kept with the renewals anyway."));
+    }
+}
+
+// An authority that cannot be asked for the policy is no reason to make a key.
+void requirePolicy(const RenewalPlan& plan, const Arguments& arguments)
+{
+    if (std::find(plan.steps.begin(), plan.steps.end(), PlanStep::askAuthority) ==
+        plan.steps.end()) {
+        return;
+    }
+    try {
+        authorityOf(arguments)->requirePolicy(plan.entry.policy);
+    } catch (const enrolment::EnrolmentError& error) {
+        throw stopOf(error);
     }
 }
 
@@ -79,6 +94,7 @@ bool mayGoOn(const OpenedCard& card, const std::vector<Unfinished>& wanted,
     requireFileForEach(wanted.size(), arguments);
     QJsonArray plan;
     for (const RenewalPlan& one : plansOf(card, wanted, arguments)) {
+        requirePolicy(one, arguments);
         say(planScreen(one));
         plan.append(planObject(one));
     }

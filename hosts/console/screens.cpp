@@ -3,8 +3,6 @@
 #include "hosts/console/terminal.h"
 #include "hosts/console/text_layout.h"
 
-#include <QFileInfo>
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -113,11 +111,6 @@ QString renewalLine(const RenewalRecord& record)
         .arg(record.publicKeyDigest.left(shownDigits), kindName(record.kind),
              printable(record.replaces.holder), stateText(record.state),
              record.requestedAt.date().toString(Qt::ISODate));
-}
-
-QString authorityName(const Arguments& arguments)
-{
-    return QFileInfo(arguments.authorityCommand.value(0)).fileName();
 }
 
 QString stopMessage(const Stop& stop, const QString& logPlace, int descriptor)

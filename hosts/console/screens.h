@@ -25,9 +25,6 @@ QString renewalResult(const CertificateEntry& before, const CertificateEntry& af
 // A kept renewal in one line: the first digits of its identifier, kind, holder, state, since when.
 QString renewalLine(const RenewalRecord& record);
 
-// The name of the program that is asked for the certificate; empty when it is fetched by hand.
-QString authorityName(const Arguments& arguments);
-
 // Why the run ends, what to do next and where the log is; the empty place is left out. descriptor:
 // where it will be shown, for the emphasis.
 QString stopMessage(const Stop& stop, const QString& logPlace, int descriptor);

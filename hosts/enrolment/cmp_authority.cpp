@@ -130,6 +130,10 @@ public:
 
     QString name() const override { return QStringLiteral("cmp"); }
     Answer enrol(const Request& request) const override;
+    void requirePolicy(const QString& policy) const override
+    {
+        static_cast<void>(profileFor(m_configuration, policy));
+    }
     void probe() const override;
 
 private:

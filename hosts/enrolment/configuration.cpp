@@ -85,7 +85,7 @@ int takeLine(void* user, const char* section, const char* key, const char* value
     return 1;
 }
 
-Configuration sectionOf(const QString& name, const QString& path)
+std::optional<Configuration> sectionOf(const QString& name, const QString& path)
 {
     Reading reading;
     reading.wanted = name;
@@ -99,8 +99,7 @@ Configuration sectionOf(const QString& name, const QString& path)
                                                  "it is neither [SECTION] nor key = value")));
     }
     if (!reading.values) {
-        failInFile(
-            path, Text("non c'è la sezione [%1]", "there is no section [%1]").arg(printable(name)));
+        return std::nullopt;
     }
     Configuration configuration;
     configuration.name = name;
@@ -128,7 +127,13 @@ Configuration configurationFrom(const QString& text, const QString& file)
 {
     const int colon = text.indexOf(QLatin1Char(':'));
     if (colon < 0) {
-        return sectionOf(text, file);
+        std::optional<Configuration> section = sectionOf(text, file);
+        if (!section) {
+            failInFile(
+                file,
+                Text("non c'è la sezione [%1]", "there is no section [%1]").arg(printable(text)));
+        }
+        return *std::move(section);
     }
     Configuration configuration;
     configuration.name = text;
@@ -140,6 +145,11 @@ Configuration configurationFrom(const QString& text, const QString& file)
     }
     configuration.values.insert(key, text.mid(colon + 1));
     return configuration;
+}
+
+std::optional<Configuration> defaultConfiguration(const QString& file)
+{
+    return QFileInfo::exists(file) ? sectionOf(QStringLiteral("default"), file) : std::nullopt;
 }
 
 QString valueOf(const Configuration& configuration, const QString& key)

@@ -16,6 +16,7 @@
 #include <QStringList>
 
 #include <chrono>
+#include <optional>
 
 namespace enrolment {
 
@@ -34,6 +35,10 @@ struct Configuration {
 // text: what --ca was given. file: path of the configuration file, read only for a NAME. Throws
 // EnrolmentError (misconfigured): no such section or file, a line that cannot be read, a key twice.
 Configuration configurationFrom(const QString& text, const QString& file);
+
+// The section [default] of the file; nothing when the file is not there or has none. Throws as
+// configurationFrom() does for a file that cannot be read.
+std::optional<Configuration> defaultConfiguration(const QString& file);
 
 // The value of a key; empty when it is not set.
 QString valueOf(const Configuration& configuration, const QString& key);

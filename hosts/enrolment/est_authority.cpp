@@ -172,6 +172,11 @@ public:
         return answerTo(request, pkcs10.get(), label, authorities);
     }
 
+    void requirePolicy(const QString& policy) const override
+    {
+        static_cast<void>(profileFor(m_configuration, policy));
+    }
+
     void probe() const override
     {
         static_cast<void>(authorityCertificates(profileFor(m_configuration, {})));

@@ -63,7 +63,7 @@ Words CardCommands::unattended(Words arguments) const
 
 Words CardCommands::byAuthority(Words arguments) const
 {
-    arguments.insert(arguments.end(), {"--ca-command", m_card.authority()});
+    arguments.insert(arguments.end(), {"--ca", "command:" + m_card.authority()});
     return unattended(std::move(arguments));
 }
 

@@ -3,6 +3,7 @@
 
 #include "doctor_case.h"
 #include "tests/cardlibs/service_socket.h"
+#include "tests/enrolment/est_server.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -181,19 +182,25 @@ const std::vector<DoctorCase>& machineCases()
          stopped},
         {"authorityProgramMissing",
          [](InstalledProgram& /*program*/) {},
-         {"authority-program-missing"},
+         {"authority-misconfigured"},
          stopped,
-         {"--ca-command", "/nonexistent/authority --now"}},
+         {"--ca", "command:/nonexistent/authority --now"}},
         {"authorityProgramNotInPath",
          [](InstalledProgram& /*program*/) {},
-         {"authority-program-missing"},
+         {"authority-misconfigured"},
          stopped,
-         {"--ca-command", "no-such-authority"}},
+         {"--ca", "command:no-such-authority"}},
         {"authorityProgramNotExecutable",
          [](InstalledProgram& /*program*/) {},
-         {"authority-program-not-executable"},
+         {"authority-misconfigured"},
          stopped,
-         {"--ca-command", "/etc/passwd"}},
+         {"--ca", "command:/etc/passwd"}},
+        // Nobody listens at the discard port.
+        {"authorityUnreachable",
+         [](InstalledProgram& /*program*/) {},
+         {"authority-unreachable"},
+         stopped,
+         {"--ca", "est:https://127.0.0.1:9"}},
     };
     return cases;
 }
@@ -264,11 +271,23 @@ INSTANTIATE_TEST_SUITE_P(Token, Doctor, testing::ValuesIn(tokenCases()), nameOf)
 INSTANTIATE_TEST_SUITE_P(Machine, Doctor, testing::ValuesIn(machineCases()), nameOf);
 INSTANTIATE_TEST_SUITE_P(OtherLibraries, Doctor, testing::ValuesIn(otherLibrariesCases()), nameOf);
 
+TEST_F(DoctorAndTheMachine, serverOfAnotherAuthority_isNotTrusted)
+{
+    const trial::EstServer server;
+    DoctorCase expected;
+    expected.name = "authorityUntrusted";
+    expected.problems = {"authority-untrusted"};
+    expected.warnings = {"pcsc-stopped"};
+    expected.arguments = {"--ca", "est:" + server.address().toStdString()};
+    expectFindings(m_program, expected);
+    EXPECT_EQ(server.paths(), std::vector<std::string>());
+}
+
 TEST_F(DoctorAndTheMachine, healthy_whatIsWellIsTold)
 {
-    const QJsonObject answer = m_program.answer({"doctor", "--ca-command", "true"});
+    const QJsonObject answer = m_program.answer({"doctor", "--ca", "command:true"});
     EXPECT_EQ(hosts::findingIds(answer, "ok"),
-              (std::vector<std::string>{"clock-plausible", "home-usable", "authority-program-found",
+              (std::vector<std::string>{"clock-plausible", "home-usable", "authority-reachable",
                                         "table-usable", "reader-ready"}));
 }
 

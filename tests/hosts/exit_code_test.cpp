@@ -20,7 +20,7 @@ TEST(ExitCodes, table_hasEveryCodeOnceInOrder)
         EXPECT_FALSE(entry.meaning.in(Language::italian).isEmpty());
         ++expected;
     }
-    EXPECT_EQ(expected, static_cast<int>(ExitCode::unknownAtr) + 1);
+    EXPECT_EQ(expected, static_cast<int>(ExitCode::authorityRefused) + 1);
 }
 
 TEST(ExitCodes, everyFailure_saysWhatToDoNext)

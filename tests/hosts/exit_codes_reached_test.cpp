@@ -41,7 +41,8 @@ public:
     }
     ProgramEnd byAuthority(std::vector<std::string> arguments) const
     {
-        arguments.insert(arguments.end(), {"--ca-command", m_card.program().card().authority()});
+        arguments.insert(arguments.end(),
+                         {"--ca", "command:" + m_card.program().card().authority()});
         return unattended(arguments);
     }
     // With these variables.
@@ -151,11 +152,12 @@ const std::vector<Row>& reached()
          [](const Bench& bench) { return bench.withoutCardFrom("C_GenerateKeyPair"); }},
         {ExitCode::authorityFailed, "an authority that fails",
          [](const Bench& bench) {
-             return bench.unattended({"renew", "--ca-command", "false"});
+             return bench.unattended({"renew", "--ca", "command:false"});
          }},
-        {ExitCode::certificateRefused, "an answer without certificate",
+        {ExitCode::certificateRefused, "a certificate for another key",
          [](const Bench& bench) {
-             return bench.unattended({"renew", "--ca-command", "echo tomorrow"});
+             return bench.unattended(
+                 {"renew", "--ca", "command:cat " + bench.file("card/ca/certificate.pem")});
          }},
         {ExitCode::installationFailed, "the card taken out before the certificate is written",
          [](const Bench& bench) {
@@ -165,7 +167,7 @@ const std::vector<Row>& reached()
          [](const Bench&) {
              const hosts::SoftwareCard crowded(30, "aut,aut,aut,aut,aut");
              return crowded.renewUnattended(
-                 {"renew", "--certificate", "1", "--ca-command", crowded.authority()});
+                 {"renew", "--certificate", "1", "--ca", "command:" + crowded.authority()});
          }},
         {ExitCode::comeBackLater, "no authority named",
          [](const Bench& bench) { return bench.unattended({"renew"}); }},
@@ -192,7 +194,7 @@ const std::vector<Row>& reached()
                  "once", "mkdir " + card.file("asked") + " || exit 1\nexec " + TARVELO_SOFTCARD +
                              " issue " + card.file("card") + " --not-after \"$1\"");
              return card.renewUnattended(
-                 {"renew", "--all", "--ca-command", script + " {not-after}"});
+                 {"renew", "--all", "--ca", "command:" + script + " {not-after}"});
          }},
         {ExitCode::problemsFound, "no card for the doctor",
          [](const Bench& bench) {
@@ -201,6 +203,14 @@ const std::vector<Row>& reached()
         {ExitCode::unknownAtr, "an ATR that no entry knows",
          [](const Bench& bench) {
              return bench.run({"explain-atr", "3B00"});
+         }},
+        {ExitCode::authorityUnreachable, "an authority whose program does not reach it",
+         [](const Bench& bench) {
+             return bench.unattended({"renew", "--ca", "command:sh -c \"exit 12\""});
+         }},
+        {ExitCode::authorityRefused, "an authority that says no",
+         [](const Bench& bench) {
+             return bench.unattended({"renew", "--ca", "command:sh -c \"exit 11\""});
          }},
     };
     return rows;

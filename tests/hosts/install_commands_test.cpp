@@ -32,19 +32,19 @@ protected:
         std::filesystem::remove_all(m_card.file("home/.brisko/renewals"));
     }
 
-    // A certificate for the request's key that the card cannot take: made out to somebody else.
+    // A certificate for the request's key and holder that the card cannot take: for another use.
     std::string mistaken(const std::string& request) const
     {
-        const std::string script = m_card.script(
-            "mistaken", "openssl req -noout -pubkey > " + m_card.file("key.pem") +
-                            "\nopenssl ecparam -genkey -name prime256v1 -noout -out " +
-                            m_card.file("signer.pem") +
-                            "\nexec openssl x509 -new -subj '/CN=Somebody Else' "
-                            "-days 900 -force_pubkey " +
-                            m_card.file("key.pem") + " -signkey " + m_card.file("signer.pem"));
         m_card.write("mistaken.req", request);
-        const hosts::ProgramEnd made = m_card.shell(script + " < " + m_card.file("mistaken.req") +
-                                                    " > " + m_card.file("mistaken.pem"));
+        m_card.write("mistaken.ext", "keyUsage = critical, nonRepudiation\n");
+        const hosts::ProgramEnd made = m_card.shell(
+            "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes -subj "
+            "/CN=Careless "
+            "-keyout " +
+            m_card.file("careless.key") + " -out " + m_card.file("careless.pem") +
+            " 2>/dev/null && openssl x509 -req -days 900 -in " + m_card.file("mistaken.req") +
+            " -CA " + m_card.file("careless.pem") + " -CAkey " + m_card.file("careless.key") +
+            " -extfile " + m_card.file("mistaken.ext") + " -out " + m_card.file("mistaken.pem"));
         EXPECT_EQ(made.exitCode, 0) << made.errors;
         return m_card.file("mistaken.pem");
     }
@@ -84,7 +84,7 @@ TEST_F(Installation, requestedOnly_waitsForTheCertificate)
 TEST_F(Installation, keptCertificate_isInstalledWithoutTheAuthority)
 {
     requested();
-    answer({"submit", "--ca-command", m_card.authority()}, ExitCode::done);
+    answer({"submit", "--ca", "command:" + m_card.authority()}, ExitCode::done);
     const QJsonObject document = answer(unattended({"install"}), ExitCode::done);
     EXPECT_THAT(stepsOf(document),
                 ElementsAre("use-kept-certificate", "write-certificate", "remove-replaced"));
@@ -150,7 +150,7 @@ TEST_F(Installation, fileForAnotherHolder_isRefusedByTheCard)
 TEST_F(Installation, keptCertificateThatTheCardRefuses_theAuthorityIsAskedAgain)
 {
     const std::string wrong = mistaken(requested());
-    answer({"submit", "--ca-command", "cat " + wrong}, ExitCode::done);
+    answer({"submit", "--ca", "command:cat " + wrong}, ExitCode::done);
     // Without an authority the refusal stands.
     answer(unattended({"resume"}), ExitCode::installationFailed);
     const hosts::ProgramEnd end = run(byAuthority({"resume"}));
@@ -162,8 +162,8 @@ TEST_F(Installation, keptCertificateThatTheCardRefuses_theAuthorityIsAskedAgain)
 TEST_F(Installation, authorityThatAnsweredBefore_isNotAskedByResume)
 {
     requested();
-    answer({"submit", "--ca-command", m_card.authority()}, ExitCode::done);
-    answer(unattended({"resume", "--ca-command", "false"}), ExitCode::done);
+    answer({"submit", "--ca", "command:" + m_card.authority()}, ExitCode::done);
+    answer(unattended({"resume", "--ca", "command:false"}), ExitCode::done);
     expectAllRenewed();
 }
 
@@ -180,7 +180,7 @@ TEST_F(Installation, resume_offersTheSameKeyToTheAuthority)
 TEST_F(Installation, oldCertificateGone_resumeInstallsTheKeptOne)
 {
     requested();
-    answer({"submit", "--ca-command", m_card.authority()}, ExitCode::done);
+    answer({"submit", "--ca", "command:" + m_card.authority()}, ExitCode::done);
     m_card.removeOriginalObjects();
     EXPECT_EQ(text(listed()[0].toObject()["verdict"]), "recovery");
     const QJsonObject document = answer(unattended({"resume"}), ExitCode::done);
@@ -205,7 +205,7 @@ TEST_F(Installation, recordThatCannotBeRead_isToldAndHidesNoOther)
     const std::string broken =
         m_card.file("home/.brisko/renewals/" + std::string(64, 'a') + ".json");
     std::ofstream(broken) << "{ broken";
-    const hosts::ProgramEnd submitted = run({"submit", "--ca-command", m_card.authority()});
+    const hosts::ProgramEnd submitted = run({"submit", "--ca", "command:" + m_card.authority()});
     expectEnd(submitted, ExitCode::done, broken);
     const hosts::ProgramEnd resumed = run(unattended({"resume"}));
     expectEnd(resumed, ExitCode::done, broken);

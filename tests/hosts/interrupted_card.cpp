@@ -61,7 +61,7 @@ int InterruptedCard::run(const std::vector<std::string>& arguments) const
 std::vector<std::string> InterruptedCard::callsOfRenewal() const
 {
     restore();
-    EXPECT_EQ(run(unattended({"renew", "--ca-command", m_program.card().authority()})), 0);
+    EXPECT_EQ(run(unattended({"renew", "--ca", "command:" + m_program.card().authority()})), 0);
     std::istringstream lines(m_program.card().contentOf("calls"));
     return {std::istream_iterator<std::string>(lines), {}};
 }
@@ -71,8 +71,8 @@ ProgramEnd InterruptedCard::renewWith(const Environment& variables) const
     restore();
     Environment environment = m_program.environment();
     environment.insert(variables.begin(), variables.end());
-    std::vector<std::string> command =
-        unattended({m_program.program(), "renew", "--ca-command", m_program.card().authority()});
+    std::vector<std::string> command = unattended(
+        {m_program.program(), "renew", "--ca", "command:" + m_program.card().authority()});
     return runProgram(command, {}, environment);
 }
 
@@ -94,7 +94,7 @@ ProgramEnd InterruptedCard::renewAt(const std::string& authorityScript) const
 {
     restore();
     const std::string script = m_program.card().script("interrupting", authorityScript);
-    return m_program.run(unattended({"renew", "--ca-command", script + " {not-after}"}));
+    return m_program.run(unattended({"renew", "--ca", "command:" + script + " {not-after}"}));
 }
 
 std::string InterruptedCard::state() const
@@ -123,7 +123,7 @@ bool InterruptedCard::holdsRecord() const
 
 std::string InterruptedCard::finish(const std::string& command) const
 {
-    const std::vector<std::string> authority = {"--ca-command", m_program.card().authority()};
+    const std::vector<std::string> authority = {"--ca", "command:" + m_program.card().authority()};
     std::string took;
     const auto runOne = [&](const std::string& name) {
         std::vector<std::string> arguments;

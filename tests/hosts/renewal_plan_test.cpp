@@ -56,7 +56,10 @@ RenewalPlan planOf(const Row& row)
     arguments.command = row.command;
     arguments.issuedFile = QString::fromLatin1(row.issuedFile);
     const QString authority = QString::fromLatin1(row.authority);
-    arguments.authorityCommand = authority.isEmpty() ? QStringList() : QStringList(authority);
+    if (!authority.isEmpty()) {
+        arguments.authority =
+            enrolment::configurationFrom(QStringLiteral("command:") + authority, {});
+    }
     return renewalPlan(entry, row.isKept, arguments);
 }
 

@@ -26,7 +26,7 @@ protected:
 
     SoftwareCard m_card;
     Terminal m_terminal{[this] {
-        hosts::becomeProgram({hosts::renewProgram(), "--ca-command", m_card.authority()},
+        hosts::becomeProgram({hosts::renewProgram(), "--ca", "command:" + m_card.authority()},
                              m_card.environment());
         return 127;
     }};

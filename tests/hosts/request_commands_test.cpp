@@ -6,6 +6,7 @@
 #include "json_schema.h"
 
 #include <QDateTime>
+#include <QJsonDocument>
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -95,7 +96,7 @@ TEST_F(ListAndRequest, usageErrors_putNoDocument)
         {"list", "--json", "--pin-file", "a", "--pin-fd", "3"},
         {"list", "--json", "--pin-fd", "3", "--pin-env", "B"},
         {"renew", "--json", "--all", "--certificate", "1"},
-        {"renew", "--json", "--issued", "a", "--ca-command", "b"},
+        {"renew", "--json", "--issued", "a", "--ca", "command:b"},
         {"no-such-command", "--json"},
         {"list", "submit", "--json"},
     };
@@ -200,13 +201,13 @@ TEST_F(ListAndRequest, submit_needsNoCard)
     const QJsonObject byHand = answer({"submit"}, ExitCode::comeBackLater, withoutCard());
     EXPECT_EQ(text(byHand["renewals"][0]["renewal"]["state"]), "requested");
 
-    const Words submit = {"submit", "--ca-command", m_card.authority()};
+    const Words submit = {"submit", "--ca", "command:" + m_card.authority()};
     const QJsonObject issued = answer(submit, ExitCode::done, withoutCard());
     EXPECT_EQ(text(issued["renewals"][0]["renewal"]["state"]), "issued");
 
     // The certificate is there: the authority is not asked again.
     const QJsonObject again =
-        answer({"submit", "--ca-command", "false"}, ExitCode::done, withoutCard());
+        answer({"submit", "--ca", "command:false"}, ExitCode::done, withoutCard());
     EXPECT_EQ(text(again["renewals"][0]["renewal"]["state"]), "issued");
     expectEnd(run(unattended({"install"})), ExitCode::done);
     expectAllRenewed();
@@ -216,24 +217,31 @@ TEST_F(ListAndRequest, submit_refusedByTheAuthority_keepsTheRequest)
 {
     answer(unattended({"request"}), ExitCode::done);
     const auto before = records();
-    const QJsonObject failed = answer({"submit", "--ca-command", "sh -c 'echo closed >&2; exit 4'"},
+    const QJsonObject failed = answer({"submit", "--ca", "command:sh -c 'echo closed >&2; exit 4'"},
                                       ExitCode::authorityFailed);
     EXPECT_THAT(text(failed["exit"]["detail"]), HasSubstr("closed"));
-    answer({"submit", "--ca-command", "echo nothing"}, ExitCode::certificateRefused);
-    EXPECT_EQ(records(), before);
+    answer({"submit", "--ca", "command:echo nothing"}, ExitCode::authorityFailed);
+    // Nothing but how far it came.
+    const auto kept = [](const std::map<std::string, std::string>& files) {
+        EXPECT_EQ(files.size(), 1U);
+        return QJsonDocument::fromJson(QByteArray::fromStdString(files.begin()->second)).object();
+    };
+    EXPECT_EQ(text(kept(records())["state"]), "submitted");
+    EXPECT_EQ(kept(records())["request"], kept(before)["request"]);
 }
 
 TEST_F(SeveralKinds, submit_takesTheRenewalThatIsNamed)
 {
     const QJsonObject made = answer(unattended({"request", "--all"}), ExitCode::done);
     const std::string second = text(made["requests"][1]["renewal"]["id"]);
-    const QJsonObject document =
-        answer({"submit", "--ca-command", m_card.authority(), "--renewal", second}, ExitCode::done);
+    const QJsonObject document = answer(
+        {"submit", "--ca", "command:" + m_card.authority(), "--renewal", second}, ExitCode::done);
     ASSERT_EQ(document["renewals"].toArray().size(), 1);
     EXPECT_EQ(text(document["renewals"][0]["renewal"]["id"]), second);
 
     answer({"submit", "--renewal", "xyz"}, ExitCode::nothingPending);
-    const QJsonObject rest = answer({"submit", "--ca-command", m_card.authority()}, ExitCode::done);
+    const QJsonObject rest =
+        answer({"submit", "--ca", "command:" + m_card.authority()}, ExitCode::done);
     EXPECT_EQ(rest["renewals"].toArray().size(), 3);
 }
 
@@ -254,7 +262,7 @@ TEST_F(ListAndRequest, renewalNamedByDigitsOfSeveral_isRefused)
     }
     const auto before = records();
     const QJsonObject refused =
-        answer({"submit", "--ca-command", "false", "--renewal", shared.toStdString()},
+        answer({"submit", "--ca", "command:false", "--renewal", shared.toStdString()},
                ExitCode::choiceNeeded);
     EXPECT_THAT(text(refused["exit"]["nextStep"]), HasSubstr("more digits"));
     answer(unattended({"resume", "--renewal", shared.toStdString()}), ExitCode::choiceNeeded);

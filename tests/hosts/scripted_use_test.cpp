@@ -33,8 +33,8 @@ TEST_F(ScriptedUse, dryRun_changesNeitherCardNorRecords)
     const auto untouched = cardObjects();
     for (const Words& arguments :
          {Words{"request", "--save-request", file},
-          Words{"renew", "--ca-command", m_card.authority(), "--save-certificate", file},
-          Words{"renew", "--all", "--ca-command", "false"}}) {
+          Words{"renew", "--ca", "command:" + m_card.authority(), "--save-certificate", file},
+          Words{"renew", "--all", "--ca", "command:false"}}) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         Words dry = arguments;
         dry.emplace_back("--dry-run");
@@ -52,7 +52,7 @@ TEST_F(ScriptedUse, dryRun_changesNeitherCardNorRecords)
 TEST_F(ScriptedUse, dryRunOfTheRest_changesNeitherCardNorRecords)
 {
     answer(unattended({"request"}), ExitCode::done);
-    answer({"submit", "--ca-command", m_card.authority()}, ExitCode::done);
+    answer({"submit", "--ca", "command:" + m_card.authority()}, ExitCode::done);
     const auto objects = cardObjects();
     const auto kept = records();
     for (const char* command : {"install", "resume", "renew"}) {
@@ -68,8 +68,9 @@ TEST_F(ScriptedUse, confirmationThatNobodyCanGive_changesNothing)
 {
     const auto before = cardObjects();
     answer(withPin({"request"}), ExitCode::confirmationNeeded);
-    answer(withPin({"renew", "--ca-command", m_card.authority()}), ExitCode::confirmationNeeded);
-    const ProgramEnd guided = run(withPin({"--ca-command", m_card.authority()}));
+    answer(withPin({"renew", "--ca", "command:" + m_card.authority()}),
+           ExitCode::confirmationNeeded);
+    const ProgramEnd guided = run(withPin({"--ca", "command:" + m_card.authority()}));
     expectEnd(guided, ExitCode::confirmationNeeded, "--yes");
     EXPECT_EQ(cardObjects(), before);
     expectNothingKept();
@@ -78,7 +79,7 @@ TEST_F(ScriptedUse, confirmationThatNobodyCanGive_changesNothing)
 TEST_F(ScriptedUse, ask_takesTheAnswersFromStandardInput)
 {
     const auto before = cardObjects();
-    const ProgramEnd declined = m_card.renew(withPin({"renew", "--ca-command", "false"}), "n\n");
+    const ProgramEnd declined = m_card.renew(withPin({"renew", "--ca", "command:false"}), "n\n");
     expectEnd(declined, ExitCode::declined);
     EXPECT_EQ(cardObjects(), before);
     for (const char* answerGiven : {"y\n", "s\xc3\xac\n"}) {
@@ -87,7 +88,7 @@ TEST_F(ScriptedUse, ask_takesTheAnswersFromStandardInput)
         expectEnd(request, ExitCode::done);
     }
     const ProgramEnd pinAndAnswer =
-        m_card.renew({"renew", "--ca-command", m_card.authority()}, m_card.pin() + "\ny\n");
+        m_card.renew({"renew", "--ca", "command:" + m_card.authority()}, m_card.pin() + "\ny\n");
     expectEnd(pinAndAnswer, ExitCode::done);
     expectAllRenewed();
 }

@@ -53,8 +53,8 @@ TEST_F(SeveralRenewals, all_areRenewedInOneRun)
 TEST_F(SeveralRenewals, oneFails_theOthersAreRenewed)
 {
     const std::string authority = authorityButForTheSecond("echo not today >&2; exit 3");
-    const QJsonObject document =
-        answer(unattended({"renew", "--all", "--ca-command", authority}), ExitCode::someFailed);
+    const QJsonObject document = answer(
+        unattended({"renew", "--all", "--ca", "command:" + authority}), ExitCode::someFailed);
     EXPECT_THAT(ends(document), ElementsAre("done", "authority-failed", "done"));
     EXPECT_THAT(text(document["renewals"][1]["exit"]["detail"]), HasSubstr("not today"));
     EXPECT_TRUE(document["renewals"][1]["renewed"].isNull());
@@ -69,9 +69,10 @@ TEST_F(SeveralRenewals, certificateOfAnotherKey_failsAlone)
     const std::string authority = authorityButForTheSecond(
         "exec openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes "
         "-keyout /dev/null -subj /CN=Stranger 2> /dev/null");
-    const hosts::ProgramEnd end = run(unattended({"renew", "--all", "--ca-command", authority}));
+    const hosts::ProgramEnd end =
+        run(unattended({"renew", "--all", "--ca", "command:" + authority}));
     expectEnd(end, ExitCode::someFailed, "1 of 3 not finished");
-    EXPECT_THAT(hosts::unbroken(end.output), HasSubstr("not the one in the request"));
+    EXPECT_THAT(hosts::unbroken(end.output), HasSubstr("for another key"));
     expectEnd(run(byAuthority({"resume"})), ExitCode::done);
     expectAllRenewed(3);
 }
@@ -90,7 +91,7 @@ TEST_F(SeveralRenewals, allByHand_waitForTheirCertificates)
 TEST_F(SeveralRenewals, keptCertificates_areInstalledTogether)
 {
     answer(unattended({"request", "--all"}), ExitCode::done);
-    answer({"submit", "--ca-command", m_card.authority()}, ExitCode::done);
+    answer({"submit", "--ca", "command:" + m_card.authority()}, ExitCode::done);
     EXPECT_THAT(ends(answer(unattended({"install"}), ExitCode::done)),
                 ElementsAre("done", "done", "done"));
     expectAllRenewed(3);

@@ -31,7 +31,7 @@ public:
     std::string log() const;
     // Home folder, card and locale of everything that runs on this card.
     Environment environment() const;
-    // The demonstration authority, as --ca-command takes it.
+    // The demonstration authority, as --ca command: takes it.
     std::string authority() const;
     std::string authorityCertificate() const;
 

@@ -142,14 +142,15 @@ std::string manualPage(Language language)
               page.in({"OPZIONI", "OPTIONS"}) + "\\fR]");
     page.section({"DESCRIZIONE", "DESCRIPTION"});
     page.line(escaped(commands.front().purpose));
-    page.prose({"Il programma di --ca-command legge la richiesta (PEM) dal suo standard input e "
-                "scrive il certificato (PEM) sul suo standard output. È eseguito senza shell; nei "
-                "suoi argomenti {not-after} diventa la fine di validità da chiedere e {policy} la "
-                "certificate policy.",
-                "The program of --ca-command reads the request (PEM) on its standard input and "
-                "writes the certificate (PEM) on its standard output. It is run without a shell; "
-                "in its arguments {not-after} becomes the end of validity to ask for and {policy} "
-                "the certificate policy."});
+    page.prose(
+        {"L'autorità di --ca è file:CARTELLA, \"command:PROGRAMMA ARGOMENTI\", est:URL, cmp:URL "
+         "oppure il NOME di una sezione del file delle autorità; senza --ca vale la sezione "
+         "[default], se c'è. Un programma legge la richiesta (PEM) dal suo standard input e "
+         "scrive il certificato sul suo standard output.",
+         "The authority of --ca is file:FOLDER, \"command:PROGRAM ARGUMENTS\", est:URL, cmp:URL "
+         "or the NAME of a section of the file of authorities; without --ca the section "
+         "[default] counts, if there is one. A program reads the request (PEM) on its "
+         "standard input and writes the certificate on its standard output."});
     page.section({"OPZIONI", "OPTIONS"});
     addOptions(page, commands.front());
     page.section({"COMANDI", "COMMANDS"});
