@@ -11,7 +11,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <array>
 #include <csignal>
 #include <stdexcept>
 
@@ -94,11 +94,11 @@ public:
     // Empty at the end.
     QByteArray read()
     {
-        char bytes[4096];
+        std::array<char, 4096> bytes{};
         const int got = m_tls != nullptr
-                            ? SSL_read(m_tls, bytes, sizeof bytes)
-                            : static_cast<int>(::recv(m_socket, bytes, sizeof bytes, 0));
-        return got > 0 ? QByteArray(bytes, got) : QByteArray();
+                            ? SSL_read(m_tls, bytes.data(), bytes.size())
+                            : static_cast<int>(::recv(m_socket, bytes.data(), bytes.size(), 0));
+        return got > 0 ? QByteArray(bytes.data(), got) : QByteArray();
     }
 
     bool write(const QByteArray& bytes)
@@ -120,6 +120,16 @@ public:
             SSL_shutdown(m_tls);
         }
         ::shutdown(m_socket, SHUT_WR);
+    }
+
+    // Closing while something of the client's is unread would take back the alert that tells it
+    // why.
+    void linger() const
+    {
+        ::shutdown(m_socket, SHUT_WR);
+        std::array<char, 4096> rest{};
+        while (::recv(m_socket, rest.data(), rest.size(), 0) > 0) {
+        }
     }
 
     QByteArray clientCertificate() const
@@ -185,6 +195,8 @@ void LoopbackServer::serve()
             Connection connection(socket, m_context);
             if (connection.isOpen()) {
                 answer(connection);
+            } else {
+                connection.linger();
             }
         }
     }
