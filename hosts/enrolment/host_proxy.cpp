@@ -42,7 +42,7 @@ HostProxy hostProxy(const QString& name, const QString& port, const QString& use
         throw EnrolmentError(
             Cause::misconfigured,
             Text("Il proxy \"%1\" con la porta \"%2\" non può essere usato.",
-                 "The proxy \"%1\" with the port \"%2\" cannot be used.")
+                 R"(The proxy "%1" with the port "%2" cannot be used.)")
                 .arg(printable(name), printable(port)),
             Text("Indicare il nome o l'indirizzo del proxy e una porta da 1 a 65535.",
                  "Give the proxy's name or address and a port from 1 to 65535."));

@@ -88,7 +88,7 @@ TEST_F(CommandAuthority, deferral_bringsTheCookieBackNextTime)
 {
     const Answer first = enrol("printf 'ticket 42\\n90\\n'; echo 'in the queue' >&2; exit 10");
     ASSERT_TRUE(std::holds_alternative<Deferred>(first));
-    const Deferred& deferred = std::get<Deferred>(first);
+    const auto& deferred = std::get<Deferred>(first);
     EXPECT_EQ(deferred.retryAfter, std::chrono::seconds(90));
     EXPECT_THAT(deferred.reason.toStdString(), HasSubstr("in the queue"));
 
@@ -134,7 +134,7 @@ TEST_F(CommandAuthority, failures_areToldInTheProgramsWords)
         {R"(printf 'a\033[2Jb' >&2; exit 11)", "refused", "a?[2Jb"},
         {"head -c 1100000 /dev/zero", "badAnswer", "more than a certificate"},
         {"exec cat /dev/zero", "badAnswer", "more than a certificate"},
-        {"printf 'caf\\303\\251\\n'; exit 10", "badAnswer", "cookie that is not an ASCII line"},
+        {R"(printf 'caf\303\251\n'; exit 10)", "badAnswer", "cookie that is not an ASCII line"},
         {R"(head -c 5000 /dev/zero | tr '\0' x; exit 10)", "badAnswer", "cookie"},
         {"cat anothers", "wrongCertificate", "another key"},
     };

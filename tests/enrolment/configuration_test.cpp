@@ -22,7 +22,7 @@ class ConfigurationFile : public testing::Test {
 protected:
     QString put(const char* name, const QByteArray& bytes, mode_t mode = 0600)
     {
-        const QString path = m_folder.filePath(QString::fromLatin1(name));
+        QString path = m_folder.filePath(QString::fromLatin1(name));
         QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
         EXPECT_EQ(file.write(bytes), bytes.size());
@@ -165,9 +165,9 @@ TEST(HttpSettings, valuesThatCannotBe_areRefused)
 {
     const std::pair<QMap<QString, QString>, const char*> rows[] = {
         {{{QStringLiteral("login"), QStringLiteral("ntlm")}}, "can be basic or digest"},
-        {{{QStringLiteral("user"), QStringLiteral("ada")}}, "\"user\" without \"password-file\""},
+        {{{QStringLiteral("user"), QStringLiteral("ada")}}, R"("user" without "password-file")"},
         {{{QStringLiteral("client-key-file"), QStringLiteral("k")}},
-         "\"client-key-file\" without \"client-certificate\""},
+         R"("client-key-file" without "client-certificate")"},
         {{{QStringLiteral("proxy-user"), QStringLiteral("ada")}}, "\"proxy-user\" without"},
         {{{QStringLiteral("proxy-user"), QStringLiteral("ada")},
           {QStringLiteral("proxy-password-file"), QStringLiteral("p")}},

@@ -17,8 +17,6 @@
 using namespace enrolment;
 using testing::HasSubstr;
 using trial::failureOf;
-using trial::Received;
-using trial::reply;
 
 namespace {
 

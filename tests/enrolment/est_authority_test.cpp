@@ -35,7 +35,7 @@ class EstAuthority : public testing::Test {
 protected:
     QString put(const char* name, const QByteArray& bytes)
     {
-        const QString path = m_folder.filePath(QString::fromLatin1(name));
+        QString path = m_folder.filePath(QString::fromLatin1(name));
         QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         EXPECT_EQ(file.write(bytes), bytes.size());
@@ -76,7 +76,7 @@ TEST_F(EstAuthority, renewal_bringsACertificateThatWasReallyIssued)
 {
     const Answer answer = enrol();
     ASSERT_TRUE(std::holds_alternative<Issued>(answer));
-    const Issued& issued = std::get<Issued>(answer);
+    const auto& issued = std::get<Issued>(answer);
     EXPECT_EQ(issued.certificate, m_server.lastIssued());
     EXPECT_THAT(issued.chain, ElementsAre(m_server.issuer().der(), m_server.root().der()));
     EXPECT_THAT(m_server.paths(),
@@ -124,7 +124,7 @@ TEST_F(EstAuthority, deferral_isAnswerAndTheSameRequestIsAskedAgain)
     });
     const Answer first = enrol();
     ASSERT_TRUE(std::holds_alternative<Deferred>(first));
-    const Deferred& deferred = std::get<Deferred>(first);
+    const auto& deferred = std::get<Deferred>(first);
     EXPECT_EQ(deferred.retryAfter, std::chrono::seconds(3600));
     EXPECT_THAT(deferred.reason.toStdString(), HasSubstr("in the queue"));
 

@@ -32,7 +32,7 @@ class Https : public testing::Test {
 protected:
     QString put(const char* name, const QByteArray& bytes)
     {
-        const QString path = m_folder.filePath(QString::fromLatin1(name));
+        QString path = m_folder.filePath(QString::fromLatin1(name));
         QFile file(path);
         EXPECT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
         EXPECT_EQ(file.write(bytes), bytes.size());
@@ -180,7 +180,7 @@ TEST_F(Https, digestLogin_answersTheChallengeWithoutThePassword)
             login = received.headers.value("authorization");
             body = received.body;
             if (!login.contains("response=")) {
-                return reply(401, {}, {}, {"WWW-Authenticate: Digest realm=\"est\", nonce=\"n1\""});
+                return reply(401, {}, {}, {R"(WWW-Authenticate: Digest realm="est", nonce="n1")"});
             }
             const QByteArray right = md5(md5("ada:est:tuesday-7") + ":n1:" + md5("POST:/a"));
             return reply(login.contains("response=\"" + right + '"') ? 200 : 401, {}, {});

@@ -85,7 +85,7 @@ TEST_F(SecretMemory, afterADigestLogin_holdsNoPassword)
             logins += isLogin ? 1 : 0;
             return isLogin ? reply(200, {}, {})
                            : reply(401, {}, {},
-                                   {"WWW-Authenticate: Digest realm=\"est\", nonce=\"n1\""});
+                                   {R"(WWW-Authenticate: Digest realm="est", nonce="n1")"});
         },
         tls());
     m_settings.login = HttpLogin::digest;
