@@ -159,11 +159,11 @@ struct BadAuthority {
     const char* name;
     // In docs/enrolment.md.
     const char* title;
-    bool bySecret;
     std::function<void(Identity&, const Strangers&, const MessageSigner& expired)> identity;
     std::function<void(CmpTestAuthority&)> behaviour;
     const char* cause;
     const char* text;
+    bool bySecret;
     // Confirmations that tell the authority that its certificate is the wrong one.
     int rejectedByClient;
 };
@@ -193,45 +193,45 @@ void refusesUnprotected(CmpTestAuthority& authority)
 }
 
 const BadAuthority badAuthorities[] = {
-    {"otherSecret", "certificate, protected by another secret", true, otherSecret, takesAll,
-     "untrusted", "not protected with the shared secret", 0},
-    {"otherSecretRefusing", "refusal, protected by another secret", true, otherSecret, nothing,
-     "untrusted", "anybody may have sent this answer", 0},
-    {"signedInsteadOfSecret", "certificate, signed instead of protected by the secret", true,
+    {"otherSecret", "certificate, protected by another secret", otherSecret, takesAll, "untrusted",
+     "not protected with the shared secret", true, 0},
+    {"otherSecretRefusing", "refusal, protected by another secret", otherSecret, nothing,
+     "untrusted", "anybody may have sent this answer", true, 0},
+    {"signedInsteadOfSecret", "certificate, signed instead of protected by the secret",
      [](Identity& identity, const Strangers&, const MessageSigner&) { identity.secret.clear(); },
-     takesAll, "untrusted", "signed instead of protected", 0},
-    {"strangerUnderTheSameName", "certificate, signed by a stranger under the same name", false,
+     takesAll, "untrusted", "signed instead of protected", true, 0},
+    {"strangerUnderTheSameName", "certificate, signed by a stranger under the same name",
      [](Identity& identity, const Strangers& strangers, const MessageSigner&) {
          identity.issuer = &strangers.issuer;
          identity.signer = &strangers.signer;
      },
-     takesAll, "untrusted", "not signed by whom it should be", 0},
-    {"expiredSigner", "certificate, signed with an expired certificate", false,
+     takesAll, "untrusted", "not signed by whom it should be", false, 0},
+    {"expiredSigner", "certificate, signed with an expired certificate",
      [](Identity& identity, const Strangers&, const MessageSigner& expired) {
          identity.signer = &expired;
      },
-     nothing, "untrusted", "not signed by whom it should be", 0},
-    {"unprotectedError", "refusal without protection", true, usual, refusesUnprotected, "untrusted",
-     "anybody may have sent this answer", 0},
-    {"unsignedError", "refusal without signature", false, usual, refusesUnprotected, "untrusted",
-     "anybody may have sent this answer", 0},
-    {"anotherKey", "certificate for another key", true, usual,
+     nothing, "untrusted", "not signed by whom it should be", false, 0},
+    {"unprotectedError", "refusal without protection", usual, refusesUnprotected, "untrusted",
+     "anybody may have sent this answer", true, 0},
+    {"unsignedError", "refusal without signature", usual, refusesUnprotected, "untrusted",
+     "anybody may have sent this answer", false, 0},
+    {"anotherKey", "certificate for another key", usual,
      [](CmpTestAuthority& authority) { authority.issuesForAnotherKey = true; }, "wrongCertificate",
-     "for another key", 1},
-    {"anotherHolder", "certificate of another holder", false, usual,
+     "for another key", true, 1},
+    {"anotherHolder", "certificate of another holder", usual,
      [](CmpTestAuthority& authority) { authority.issuesForAnotherHolder = true; },
-     "wrongCertificate", "TINIT-VRDLGU80A01H501U", 1},
-    {"rejection", "rejection with reasons", false, usual,
+     "wrongCertificate", "TINIT-VRDLGU80A01H501U", false, 1},
+    {"rejection", "rejection with reasons", usual,
      [](CmpTestAuthority& authority) {
          authority.rejection = Rejection{1 << OSSL_CMP_PKIFAILUREINFO_badPOP, "no"};
      },
-     "refused", "the proof of possession is not valid; no", 0},
-    {"errorMessage", "error message with reasons", true, usual,
+     "refused", "the proof of possession is not valid; no", false, 0},
+    {"errorMessage", "error message with reasons", usual,
      [](CmpTestAuthority& authority) { authority.refusesEverything = true; }, "refused",
-     "operation not permitted", 0},
-    {"confirmationRefused", "confirmation refused", true, usual,
+     "operation not permitted", true, 0},
+    {"confirmationRefused", "confirmation refused", usual,
      [](CmpTestAuthority& authority) { authority.refusesConfirmation = true; }, "refused",
-     "The authority refuses", 0},
+     "The authority refuses", true, 0},
 };
 
 class CmpBadAuthority : public CmpHostile, public ::testing::WithParamInterface<BadAuthority> {};
