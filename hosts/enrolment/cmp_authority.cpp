@@ -212,6 +212,8 @@ std::optional<Answer> CmpAuthority::attempt(const Task& task, const CmpProgress&
     int result = -1;
     while (result == -1) {
         int checkAfter = 0;
+        // Each call makes one poll. After the first poll of a run the library numbers the request
+        // -1, as RFC 9480 does for p10cr, whatever number an older authority gave it.
         result = OSSL_CMP_try_certreq(context.get(), OSSL_CMP_P10CR, nullptr, &checkAfter);
         if (result == -1) {
             transaction.lastAnswerWasTaken();
