@@ -114,8 +114,11 @@ RenewalJob::RenewalJob(OpenedCard card, const Arguments& arguments)
 RenewalRecord RenewalJob::request(const CertificateEntry& entry) const
 {
     m_store.prepare();
-    say(Text("La carta genera la chiave e la richiesta; può richiedere qualche secondo.",
-             "The card makes the key and the request; this can take some seconds."));
+    say(entry.pendingKey.isEmpty()
+            ? Text("La carta genera la chiave e la richiesta; può richiedere qualche secondo.",
+                   "The card makes the key and the request; this can take some seconds.")
+            : Text("La carta firma la richiesta con la chiave in attesa.",
+                   "The card signs the request with the waiting key."));
     RenewalRecord record = recordOf(m_card.work.makeRequest(entry), m_store);
     record.kind = entry.kind;
     record.replaces = {entry.issuerDN, entry.serialNumber, entry.holder};

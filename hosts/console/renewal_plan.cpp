@@ -38,7 +38,7 @@ const StepRow& rowOf(PlanStep step)
          Text("il certificato si legge dal file di --issued",
               "the certificate is read from the file of --issued")},
         {PlanStep::askAuthority, "ask-authority",
-         Text("la richiesta va a %1", "the request goes to %1")},
+         Text("la richiesta va all'autorità (%1)", "the request goes to the authority (%1)")},
         {PlanStep::fetchByHand, "fetch-by-hand",
          Text("il certificato lo si ottiene dall'autorità",
               "you fetch the certificate from the authority")},

@@ -98,5 +98,5 @@ TEST(RenewalPlan, authorityWithControlCharacters_isShownWithoutThem)
 {
     Row row = situations[0];
     row.authority = "dir/c\033[2Ja";
-    EXPECT_TRUE(planScreen(planOf(row)).contains(QStringLiteral("goes to c?[2Ja")));
+    EXPECT_TRUE(planScreen(planOf(row)).contains(QStringLiteral("(c?[2Ja)")));
 }
