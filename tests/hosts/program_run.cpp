@@ -115,6 +115,8 @@ void becomeProgram(const std::vector<std::string>& command, const Environment& v
         result.push_back(nullptr);
         return result;
     };
+    // Ignored where a shell runs the tests in the background, and then in every program they start.
+    ::signal(SIGINT, SIG_DFL);
     std::vector<std::string> arguments = command;
     std::vector<std::string> environment = environmentWith(variables);
     ::execvpe(command.front().c_str(), pointers(arguments).data(), pointers(environment).data());
