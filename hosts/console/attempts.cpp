@@ -42,7 +42,7 @@ void Attempts::conclude() const
         return;
     }
     if (m_objects.size() == 1) {
-        throw m_failures.front();
+        throw Stop(m_failures.front());
     }
     const bool allWait = static_cast<int>(m_failures.size()) == m_objects.size() &&
                          std::all_of(m_failures.begin(), m_failures.end(), [](const Stop& stop) {

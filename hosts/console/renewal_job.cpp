@@ -146,7 +146,7 @@ IssuedCertificate RenewalJob::finish(const Unfinished& unfinished) const
 IssuedCertificate RenewalJob::renew(const CertificateEntry& entry) const
 {
     if (entry.verdict == Verdict::recovery) {
-        const IssuedCertificate certificate = recovered(entry);
+        IssuedCertificate certificate = recovered(entry);
         install(entry, certificate);
         return certificate;
     }
@@ -174,7 +174,7 @@ IssuedCertificate RenewalJob::renew(const CertificateEntry& entry) const
         }
     }
     RenewalRecord record = request(entry);
-    const IssuedCertificate certificate = askAuthority(m_arguments, m_store, record);
+    IssuedCertificate certificate = askAuthority(m_arguments, m_store, record);
     install(entry, certificate);
     return certificate;
 }

@@ -26,7 +26,7 @@ namespace fs = std::filesystem;
 // A card and the program on it, each row's own.
 class Bench {
 public:
-    ProgramEnd run(std::vector<std::string> arguments) const
+    ProgramEnd run(const std::vector<std::string>& arguments) const
     {
         return m_card.program().run(arguments);
     }

@@ -13,7 +13,6 @@ using hosts::text;
 using hosts::Words;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
@@ -52,7 +51,7 @@ protected:
     static std::vector<std::string> stepsOf(const QJsonObject& document)
     {
         std::vector<std::string> steps;
-        for (const QJsonValue& step : document["plan"][0]["steps"].toArray()) {
+        for (const QJsonValue step : document["plan"][0]["steps"].toArray()) {
             steps.push_back(text(step));
         }
         return steps;

@@ -71,7 +71,7 @@ TEST(RenewalPlan, eachSituation_hasItsSteps)
         SCOPED_TRACE(row.situation);
         const QJsonObject plan = planObject(planOf(row));
         QStringList steps;
-        for (const QJsonValue& step : plan["steps"].toArray()) {
+        for (const QJsonValue step : plan["steps"].toArray()) {
             steps.append(step.toString());
         }
         EXPECT_EQ(steps.join(QLatin1Char(' ')), QString::fromLatin1(row.steps));

@@ -33,7 +33,7 @@ protected:
     static std::vector<std::string> ends(const QJsonObject& document)
     {
         std::vector<std::string> names;
-        for (const QJsonValue& renewal : document["renewals"].toArray()) {
+        for (const QJsonValue renewal : document["renewals"].toArray()) {
             names.push_back(text(renewal["exit"]["name"]));
         }
         return names;
