@@ -42,15 +42,18 @@ struct Prompts {
     const char* confirmation;
     const char* yes;
     const char* asked;
+    const char* finish;
 };
 
 const Prompts& promptsIn(const std::string& language)
 {
     // The question for the PIN is the renewal library's.
-    static const Prompts italian = {"Inserire un PIN (8 cifre)",
-                                    "per uscire: ", "Procedere? [s/N] ", "s\n", "all'autorità"};
-    static const Prompts english = {"Inserire un PIN (8 cifre)", "to leave: ", "Go on? [y/N] ",
-                                    "y\n", "authority is asked"};
+    static const Prompts italian = {
+        "Inserire un PIN (8 cifre)", "per uscire: ", "Procedere? [s/N] ", "s\n", "all'autorità",
+        "Completarlo adesso? [s/N] "};
+    static const Prompts english = {
+        "Inserire un PIN (8 cifre)", "to leave: ",           "Go on? [y/N] ", "y\n",
+        "authority is asked",        "Finish it now? [y/N] "};
     return language == "it" ? italian : english;
 }
 
@@ -87,9 +90,11 @@ protected:
     {
         return std::make_unique<Terminal>([this, authority] {
             ::dup2(STDOUT_FILENO, STDERR_FILENO);
+            hosts::Environment environment = m_card.environment();
+            environment["TERM"] = m_terminalType;
             hosts::becomeProgram(
-                {hosts::renewProgram(), "--lang", GetParam(), "--ca-command", authority},
-                m_card.environment());
+                {hosts::renewProgram(), "--lang", GetParam(), "--ca", "command:" + authority},
+                environment);
             return 127;
         });
     }
@@ -125,6 +130,7 @@ protected:
 
     SoftwareCard m_card{daysLeft, "aut,pra,cns"};
     QString m_shown;
+    std::string m_terminalType = "dumb";
 };
 
 // Where a person presses Ctrl-C.
@@ -171,22 +177,41 @@ constexpr Row moments[] = {
 
 }  // namespace
 
-TEST_P(GuidedScreens, threeKindsInTurn_areShownAsRecorded)
+TEST_P(GuidedScreens, oneThenTheOthers_areShownAsRecorded)
 {
-    for (const char* number : {"1\n", "2\n", ""}) {
-        const auto terminal = start(m_card.authority());
-        givePin(*terminal);
-        if (*number != '\0') {
-            terminal->waitForText(prompts().choice);
-            terminal->type(number);
-        }
+    const auto terminal = start(m_card.authority());
+    givePin(*terminal);
+    for (const char* wanted : {"1\n", "all\n"}) {
+        terminal->waitForText(prompts().choice);
+        terminal->type(wanted);
         terminal->waitForText(prompts().confirmation);
         EXPECT_TRUE(terminal->echoes());
         terminal->type(prompts().yes);
-        EXPECT_EQ(terminal->nextChange(), exited(ExitCode::done));
-        note(*terminal);
     }
+    EXPECT_EQ(terminal->nextChange(), exited(ExitCode::done));
+    note(*terminal);
     expectScreens("guided");
+}
+
+TEST_P(GuidedScreens, terminalThatShowsColours_theWordsStayTheSame)
+{
+    m_terminalType = "xterm";
+    const auto coloured = start(m_card.authority());
+    givePin(*coloured);
+    coloured->waitForText(prompts().choice);
+    coloured->type("\n");
+    EXPECT_EQ(coloured->nextChange(), exited(ExitCode::declined));
+    QString shown = QString::fromStdString(coloured->screen());
+    EXPECT_TRUE(shown.contains(QStringLiteral("\x1b[1m")));
+    shown.remove(QRegularExpression(QStringLiteral("\x1b\\[[0-9;]*m")));
+
+    m_terminalType = "dumb";
+    const auto plain = start(m_card.authority());
+    givePin(*plain);
+    plain->waitForText(prompts().choice);
+    plain->type("\n");
+    EXPECT_EQ(plain->nextChange(), exited(ExitCode::declined));
+    EXPECT_EQ(shown.toStdString(), plain->screen());
 }
 
 TEST_P(GuidedScreens, ctrlC_leavesTheEchoOnAndIsRememberedAtTheNextStart)
@@ -203,10 +228,10 @@ TEST_P(GuidedScreens, ctrlC_leavesTheEchoOnAndIsRememberedAtTheNextStart)
     }
     const auto terminal = start(m_card.authority());
     givePin(*terminal);
-    terminal->waitForText(prompts().choice);
-    terminal->type("1\n");
-    terminal->waitForText(prompts().confirmation);
+    terminal->waitForText(prompts().finish);
     terminal->type(prompts().yes);
+    terminal->waitForText(prompts().choice);
+    terminal->type("\n");
     EXPECT_EQ(terminal->nextChange(), exited(ExitCode::done));
     note(*terminal);
     expectScreens("begun");
