@@ -71,7 +71,7 @@ QString CardWork::chooseReader()
     if (!isListed) {
         throw Stop(ExitCode::noReader, Text("Nessun lettore trovato.", "No reader was found."));
     }
-    const QString chosen = m_session.setting(keys::reader);
+    QString chosen = m_session.setting(keys::reader);
     if (chosen.isEmpty()) {
         throw Stop(ExitCode::noReader,
                    Text("Nessun lettore è stato scelto.", "No reader was chosen."));

@@ -33,7 +33,7 @@ bool meansAll(const QString& answer)
 
 Entries askFor(const Entries& entries)
 {
-    const Entries due = dueCertificates(entries);
+    Entries due = dueCertificates(entries);
     for (;;) {
         if (due.size() > 1) {
             ask(Text("Quale certificato? Il numero, \"tutti\", o una riga vuota per uscire: ",

@@ -66,8 +66,8 @@ public:
 
     // The way: "file", "command", "est" or "cmp".
     virtual QString name() const = 0;
-    // Throws EnrolmentError (policyUnsupported) for a policy that this way cannot ask for: found out
-    // before a key is made for it.
+    // Throws EnrolmentError (policyUnsupported) for a policy that this way cannot ask for: found
+    // out before a key is made for it.
     virtual void requirePolicy(const QString& policy) const;
     // Blocks for at most the configured time limits. Throws EnrolmentError.
     virtual Answer enrol(const Request& request) const = 0;

@@ -40,7 +40,7 @@ const std::vector<Content>& contents()
         {"t61String", {{"2.5.4.11", "Ren\xC3\xA9", V_ASN1_T61STRING}}, "", ""},
         {"universalString", {{"2.5.4.11", "\xE2\x82\xAC", V_ASN1_UNIVERSALSTRING}}, "", ""},
         {"hash", {{"2.5.4.11", "#7 scala n#3 #"}}, "", ""},
-        {"separators", {{"2.5.4.11", "a, b+c; \"d\" <e> \\f=g"}}, "", ""},
+        {"separators", {{"2.5.4.11", R"(a, b+c; "d" <e> \f=g)"}}, "", ""},
         {"typeLookAlikes", {{"2.5.4.11", "x,2.5.4.5=FALSO+2.5.4.46=9"}}, "", ""},
         {"emptyValue", {{"2.5.4.11", ""}, {"2.5.4.12", "", V_ASN1_PRINTABLESTRING}}, "", ""},
         {"blanks", {{"2.5.4.11", "  spazi  "}, {"2.5.4.12", " "}}, "", ""},

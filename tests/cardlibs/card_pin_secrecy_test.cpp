@@ -10,6 +10,8 @@
 #include <array>
 #include <cstring>
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace cardlibs_test {
 namespace {
@@ -133,7 +135,7 @@ protected:
 
     std::string m_reader;
     std::vector<std::string> m_descriptor;
-    std::string m_request;
+    std::vector<char> m_request;
 };
 
 TEST_F(CardPinSecrecy, copyLeftInFreedMemory_isFoundByTheScan)
@@ -175,7 +177,7 @@ TEST_F(CardPinSecrecy, callAccepted_noCopyWhileTheCardIsAskedAndNoneLeft)
     check("labels", findLabels(pin.bytes()), 1);
     check("request", makeRequest(pin.bytes()), 1);
     // Demonstration authority and text are not the card libraries'.
-    const std::string issued = issue(m_request.c_str());
+    const std::string issued = issue(m_request.data());
     check("save", saveText(pin.bytes(), issued), 1);
     pin.wipe();
     EXPECT_EQ(pin.copies(), 0);
@@ -191,7 +193,7 @@ TEST_F(CardPinSecrecy, keyThatWantsThePinEachTime_noCopyIsLeft)
     proxy().wantsPinEachTime = true;
     ASSERT_EQ(findLabels(pin.bytes()), 0) << lastError().text;
     ASSERT_EQ(makeRequest(pin.bytes()), 0) << lastError().text;
-    ASSERT_EQ(saveText(pin.bytes(), issue(m_request.c_str())), 0) << lastError().text;
+    ASSERT_EQ(saveText(pin.bytes(), issue(m_request.data())), 0) << lastError().text;
     EXPECT_EQ(proxy().count("C_Login(context)"), 3u);
     pin.wipe();
     EXPECT_EQ(pin.copies(), 0);
@@ -241,7 +243,7 @@ TEST_F(CardPinSecrecy, saveRefusedByTheCard_noCopyIsLeft)
     setPin(pin);
     ASSERT_EQ(findLabels(pin.bytes()), 0) << lastError().text;
     ASSERT_EQ(makeRequest(pin.bytes()), 0) << lastError().text;
-    const std::string issued = issue(m_request.c_str());
+    const std::string issued = issue(m_request.data());
     proxy().failingName = "C_CreateObject";
     proxy().failingCall = 1;
     EXPECT_NE(saveText(pin.bytes(), issued), 0);

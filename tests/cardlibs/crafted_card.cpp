@@ -127,6 +127,7 @@ std::string CraftedCard::serialOf(const std::string& issuedPem)
 std::vector<std::string> CraftedCard::serials(const std::vector<std::vector<std::string>>& store)
 {
     std::vector<std::string> numbers;
+    numbers.reserve(store.size());
     for (const auto& descriptor : store)
         numbers.push_back(descriptor.at(serialField));
     return numbers;

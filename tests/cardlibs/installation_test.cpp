@@ -9,7 +9,6 @@
 namespace cardlibs_test {
 namespace {
 
-using ::testing::HasSubstr;
 using ::testing::SizeIs;
 
 using cardlibs::Bytes;

@@ -246,7 +246,7 @@ Bytes publicKeyDer(const x509::PublicKey& key, int (*encode)(const EVP_PKEY*, un
     unsigned char* raw = nullptr;
     const int length = encode(x509::evpKey(key).get(), &raw);
     EXPECT_GT(length, 0);
-    const Bytes der(raw, raw + length);
+    Bytes der(raw, raw + length);
     OPENSSL_free(raw);
     return der;
 }

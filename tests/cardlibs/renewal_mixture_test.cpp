@@ -181,6 +181,7 @@ TEST_F(RenewedCard, fourOfAKind_allRenewedWithRequestsFirst)
         folder().prepare();
         ASSERT_NO_FATAL_FAILURE(makeCardOfOthers());
         std::vector<Due> all;
+        all.reserve(4);
         for (int number = 0; number < 4; ++number)
             all.push_back(addDue(kind, KeyType::p256, number + 2));
         for (Due& due : all)

@@ -87,18 +87,18 @@ void addOptions(Page& page, const CommandReference& command)
 void addFiles(Page& page)
 {
     page.section({"FILE", "FILES"});
-    page.item("\\fI~/.brisko/TarveloQT.log\\fR",
+    page.item(R"(\fI~/.brisko/TarveloQT.log\fR)",
               page.in({"Il registro: che cosa ha fatto la libreria di rinnovo, senza PIN.",
                        "The log: what the renewal library did, without a PIN."}));
-    page.item("\\fI~/.brisko/brisko\\-r.conf\\fR",
+    page.item(R"(\fI~/.brisko/brisko\-r.conf\fR)",
               page.in({"Con la riga reader=\"NOME\" indica il lettore da usare.",
                        "With the line reader=\"NAME\" it names the reader to use."}));
-    page.item("\\fI~/.brisko/renewals/\\fR",
+    page.item(R"(\fI~/.brisko/renewals/\fR)",
               page.in({"Un file per ogni rinnovo iniziato e non finito: la richiesta e che cosa "
                        "rinnova, nessun segreto.",
                        "One file for each renewal that was begun and not finished: the request and "
                        "what it renews, no secret."}));
-    page.item("\\fI../p11/ATR\\-renew.ini\\fR",
+    page.item(R"(\fI../p11/ATR\-renew.ini\fR)",
               page.in({"Accanto alla cartella del programma: quale modulo PKCS#11 serve quale "
                        "carta. Nei pacchetti Debian porta a /etc/tarvelo/ATR-renew.ini.",
                        "Beside the program's folder: which PKCS#11 module serves which card. In "
@@ -109,18 +109,18 @@ void addExamples(Page& page)
 {
     page.section({"ESEMPI", "EXAMPLES"});
     page.prose({"Rinnovo guidato:", "A guided renewal:"});
-    page.line(".nf").line("    tarvelo\\-renew").line(".fi");
+    page.line(".nf").line(R"(    tarvelo\-renew)").line(".fi");
     page.prose(
         {"Tutto quello che è in scadenza, da uno script:", "All that is due, from a script:"});
     page.line(".nf")
-        .line("    tarvelo\\-renew renew \\-\\-all \\-\\-yes \\-\\-json \\-\\-pin\\-file pin \\e")
-        .line("        \\-\\-ca\\-command \"ca\\-client \\-\\-not\\-after {not\\-after}\"")
+        .line(R"(    tarvelo\-renew renew \-\-all \-\-yes \-\-json \-\-pin\-file pin \e)")
+        .line(R"(        \-\-ca\-command "ca\-client \-\-not\-after {not\-after}")")
         .line(".fi");
     page.prose({"Prima la richiesta, giorni dopo il certificato:",
                 "The request first, the certificate days later:"});
     page.line(".nf")
-        .line("    tarvelo\\-renew request \\-\\-certificate 1 \\-\\-save\\-request request.pem")
-        .line("    tarvelo\\-renew install \\-\\-issued certificate.pem")
+        .line(R"(    tarvelo\-renew request \-\-certificate 1 \-\-save\-request request.pem)")
+        .line(R"(    tarvelo\-renew install \-\-issued certificate.pem)")
         .line(".fi");
 }
 
@@ -130,15 +130,15 @@ std::string manualPage(Language language)
 {
     Page page(language);
     const std::vector<CommandReference> commands = commandReferences(language);
-    page.line(".TH TARVELO\\-RENEW 1 \"\" \"tarvelo\\-renew " + versioneLibreria.toStdString() +
+    page.line(R"(.TH TARVELO\-RENEW 1 "" "tarvelo\-renew )" + versioneLibreria.toStdString() +
               "\" \"" + page.in({"Comandi utente", "User Commands"}) + "\"");
     page.section({"NOME", "NAME"});
     page.line("tarvelo\\-renew \\- " + page.in({"rinnova i certificati di una carta di firma",
                                                 "renew the certificates on a signature card"}));
     page.section({"SINTASSI", "SYNOPSIS"});
-    page.line("\\fBtarvelo\\-renew\\fR [\\fI" + page.in({"OPZIONI", "OPTIONS"}) + "\\fR]");
+    page.line(R"(\fBtarvelo\-renew\fR [\fI)" + page.in({"OPZIONI", "OPTIONS"}) + "\\fR]");
     page.line(".br");
-    page.line("\\fBtarvelo\\-renew\\fR \\fI" + page.in({"COMANDO", "COMMAND"}) + "\\fR [\\fI" +
+    page.line(R"(\fBtarvelo\-renew\fR \fI)" + page.in({"COMANDO", "COMMAND"}) + "\\fR [\\fI" +
               page.in({"OPZIONI", "OPTIONS"}) + "\\fR]");
     page.section({"DESCRIZIONE", "DESCRIPTION"});
     page.line(escaped(commands.front().purpose));
