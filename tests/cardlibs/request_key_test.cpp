@@ -33,19 +33,19 @@ protected:
 TEST_F(RequestKey, usesOfTheOldOne_newKeyMayBePutToThem)
 {
     struct Row {
-        KeyType keyType;
         const char* keyUsage;
+        KeyType keyType;
         bool decrypts;
         bool agrees;
     };
     const Row rows[] = {
-        {KeyType::p256, "critical,digitalSignature", false, false},
-        {KeyType::p256, "critical,digitalSignature,keyAgreement", false, true},
-        {KeyType::p256, "", false, true},
-        {KeyType::rsa2048, "critical,digitalSignature", false, false},
-        {KeyType::rsa2048, "critical,digitalSignature,keyEncipherment", true, false},
-        {KeyType::rsa2048, "critical,digitalSignature,dataEncipherment", true, false},
-        {KeyType::rsa2048, "", true, false},
+        {"critical,digitalSignature", KeyType::p256, false, false},
+        {"critical,digitalSignature,keyAgreement", KeyType::p256, false, true},
+        {"", KeyType::p256, false, true},
+        {"critical,digitalSignature", KeyType::rsa2048, false, false},
+        {"critical,digitalSignature,keyEncipherment", KeyType::rsa2048, true, false},
+        {"critical,digitalSignature,dataEncipherment", KeyType::rsa2048, true, false},
+        {"", KeyType::rsa2048, true, false},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(std::string(row.keyUsage) + " " +

@@ -149,7 +149,7 @@ TEST_F(RecordStoreTest, savedAgain_replacesAndKeepsFieldsOfLaterPrograms)
     const RenewalRecord record = newRecord(0);
     m_store.save(record);
     QByteArray withMore = contentOf(fileOf(record.publicKeyDigest));
-    withMore.replace("\"version\": 1", "\"later\": \"kept\", \"version\": 1");
+    withMore.replace(R"("version": 1)", R"("later": "kept", "version": 1)");
     write(fileOf(record.publicKeyDigest), withMore);
 
     RenewalRecord found = m_store.find(record.publicKeyDigest).value();
