@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
+#include <stdexcept>
 #include <thread>
 
 namespace support {
@@ -66,6 +67,13 @@ void handTerminalOver(int number)
     if (tcsetpgrp(jobTerminal, number == giveTerminal ? jobGroup : getpgrp()) != 0)
         _exit(EXIT_FAILURE);
     errno = savedErrno;
+}
+
+// After a process has ended its number here is -1, which to kill means every process there is.
+void sendSignal(pid_t process, int number)
+{
+    ASSERT_GT(process, 0);
+    EXPECT_EQ(kill(process, number), 0);
 }
 
 pid_t waitForChange(pid_t child, int& status)
@@ -123,10 +131,8 @@ Terminal::Terminal(const std::function<int()>& job)
     std::fflush(nullptr);
     std::array<int, 2> changes{};
     if (openpty(&m_terminal, &m_userSide, nullptr, nullptr, nullptr) != 0 ||
-        pipe(changes.data()) != 0) {
-        ADD_FAILURE() << "no pseudo-terminal";
-        return;
-    }
+        pipe(changes.data()) != 0)
+        throw std::runtime_error("no pseudo-terminal: is /dev/pts mounted?");
     m_firstSettings = settings();
     m_changes = changes[0];
     m_leader = fork();
@@ -137,7 +143,8 @@ Terminal::Terminal(const std::function<int()>& job)
     }
     close(changes[1]);
     m_job = static_cast<pid_t>(std::atol(readLine(m_changes).c_str()));
-    EXPECT_GT(m_job, 0);
+    if (m_leader < 0 || m_job <= 0)
+        throw std::runtime_error("no process on the pseudo-terminal");
 }
 
 Terminal::~Terminal()
@@ -214,7 +221,7 @@ void Terminal::moveToForeground()
 
 void Terminal::moveTerminal(int signalToLeader, pid_t newOwner) const
 {
-    EXPECT_EQ(kill(m_leader, signalToLeader), 0);
+    sendSignal(m_leader, signalToLeader);
     for (int waited = 0; waited < patienceMs; waited += pollMs) {
         if (tcgetpgrp(m_terminal) == newOwner)
             return;
@@ -230,7 +237,7 @@ void Terminal::type(const std::string& keys)
 
 void Terminal::signal(int number) const
 {
-    EXPECT_EQ(kill(m_job, number), 0);
+    sendSignal(m_job, number);
 }
 
 std::string Terminal::nextChange()
