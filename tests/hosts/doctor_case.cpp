@@ -84,4 +84,10 @@ void expectFindings(const InstalledProgram& program, const DoctorCase& expected)
     EXPECT_EQ(program.cardFiles(), before);
 }
 
+bool mayMount()
+{
+    return runProgram({"unshare", "--mount", "mount", "-t", "tmpfs", "none", "/mnt"}, {}, {})
+               .exitCode == 0;
+}
+
 }  // namespace hosts

@@ -26,6 +26,11 @@ struct DoctorCase {
 // card that stays as it is.
 void expectFindings(const InstalledProgram& program, const DoctorCase& expected);
 
+// Whether programs may be started here with mounts of their own: only root may, and not in every
+// container.
+bool mayMount();
+inline constexpr char noMounts[] = "mounts of one's own need root, and a system that lets root";
+
 }  // namespace hosts
 
 #endif
