@@ -104,8 +104,6 @@ QString authorityName(const Arguments& arguments)
 IssuedCertificate enrolled(const enrolment::Authority& authority, const QString& name,
                            const RecordStore& store, RenewalRecord& record)
 {
-    say(Text("Si chiede il certificato all'autorità di certificazione.",
-             "The certification authority is asked."));
     enrolment::Request request;
     request.pkcs10 = record.request;
     request.policy = record.policy;
@@ -121,6 +119,8 @@ IssuedCertificate enrolled(const enrolment::Authority& authority, const QString&
              record.state == RecordState::deferred ? RecordState::deferred
                                                    : RecordState::submitted);
     }
+    say(Text("Si chiede il certificato all'autorità di certificazione.",
+             "The certification authority is asked."));
     try {
         const enrolment::Answer answer = authority.enrol(request);
         if (const auto* issued = std::get_if<enrolment::Issued>(&answer)) {

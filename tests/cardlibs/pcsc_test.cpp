@@ -14,6 +14,20 @@
 #include <cstring>
 #include <optional>
 
+#if defined(__SANITIZE_ADDRESS__)
+// OpenSC's module keeps its context of the service until the process has ended, when nothing points
+// to it any more; whole stacks are needed to tell it from one of ours.
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options()
+{
+    return "fast_unwind_on_malloc=0";
+}
+
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions()
+{
+    return "leak:opensc";
+}
+#endif
+
 namespace cardlibs_test {
 namespace {
 

@@ -235,7 +235,11 @@ TEST_P(GuidedScreens, ctrlC_leavesTheEchoOnAndIsRememberedAtTheNextStart)
     EXPECT_EQ(terminal->nextChange(), exited(ExitCode::done));
     note(*terminal);
     expectScreens("begun");
-    EXPECT_TRUE(std::filesystem::is_empty(m_card.file("home/.brisko/renewals")));
+    // A file that the end of the process left unfinished may stay for a while; it is no record.
+    for (const auto& kept :
+         std::filesystem::directory_iterator(m_card.file("home/.brisko/renewals"))) {
+        EXPECT_NE(kept.path().extension(), ".json") << kept.path();
+    }
 }
 
 TEST_P(GuidedScreens, endsWithoutRenewal_areShownAsRecorded)
